@@ -65,8 +65,8 @@ class WyvletClient {
   /// Whether a full sync has arrived since the last connection attempt.
   bool hasSynced() const;
 
-  /// Whether the current link is able to carry a request: connected, synced and its socket intact. A
-  /// link that broke inside a frame is connected but not ready.
+  /// Whether the current link can carry a request: connected, and its socket intact. A link that
+  /// broke inside a frame is connected but not ready.
   bool isReady() const;
 
   /// The cache as it is now. Copies no record.
