@@ -9,6 +9,7 @@ namespace wyvlet {
 
 class SimulatorBridge;
 class WyvletClient;
+struct JSONRPCMessage;
 
 /// What a tool call brought: the text, and a picture on the two screenshot paths.
 struct ToolResult {
@@ -46,6 +47,10 @@ class MCPServer {
 
  private:
   void readStandardInput(int outputDescriptor);
+  std::optional<std::string> handleMessage(const JSONRPCMessage& message);
+  std::string handleToolCall(const JSONRPCMessage& message);
+  static bool isRequestMethod(std::string_view method);
+  /// The session and simulator tools; defined in SimulatorTools.cpp.
   std::string handleSimulatorTool(std::string_view name, const boost::json::object& args);
 };
 
