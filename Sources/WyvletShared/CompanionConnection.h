@@ -39,6 +39,9 @@ class CompanionConnection {
   /// Sends bytes that are already a frame body.
   bool sendBody(std::string_view body);
 
+  /// Sends bytes as they are; for peers that test how a reader bears broken frames.
+  bool sendBytes(std::string_view bytes);
+
   /// Blocks for the next message; nothing when the link has ended. Frames of length 0 and bodies
   /// that are no envelope are passed over.
   std::optional<ReceivedMessage> receive();
@@ -70,9 +73,12 @@ class CompanionListener {
   void shutdown();
 
  private:
-  CompanionListener(int socket, std::uint16_t port) : socket_(socket), port_(port) {}
+  CompanionListener(int socket, int wakeReader, int wakeWriter)
+      : socket_(socket), wakeReader_(wakeReader), wakeWriter_(wakeWriter) {}
   int socket_;
-  std::uint16_t port_;
+  int wakeReader_;  // readable once `shutdown()` was called; closing a socket wakes no accept()
+  int wakeWriter_;
+  std::uint16_t port_ = 0;
 };
 
 }  // namespace wyvlet

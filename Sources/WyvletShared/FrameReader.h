@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -12,7 +13,14 @@ namespace wyvlet {
 /// The longest body that a reader of the companion link accepts, in bytes.
 inline constexpr std::uint32_t kMaxFrameBytes = 50'000'000;
 
-/// The bytes of one frame: the body's length as four big-endian bytes, then the body.
+/// What precedes a body on the wire: its length as four big-endian bytes.
+using FrameHeader = std::array<char, 4>;
+
+/// The header of a body of `bodyBytes`. A length that four bytes cannot hold is our own mistake and
+/// ends the process.
+FrameHeader frameHeader(std::size_t bodyBytes);
+
+/// The bytes of one frame: header and body.
 std::string encodeFrame(std::string_view body);
 
 /// Cuts the byte stream of the companion link into frames, however the network cut it into pieces.

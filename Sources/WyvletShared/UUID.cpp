@@ -1,0 +1,59 @@
+#include "WyvletShared/UUID.h"
+
+#include <random>
+
+namespace wyvlet {
+namespace {
+
+constexpr int kNoDigit = -1;
+
+int hexDigit(char c) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+  return kNoDigit;
+}
+
+bool hyphenComesBefore(std::size_t byte) { return byte == 4 || byte == 6 || byte == 8 || byte == 10; }
+
+}  // namespace
+
+std::optional<UUID> UUID::parse(std::string_view text) {
+  if (text.size() != 36) return std::nullopt;
+  UUID uuid;
+  const char* in = text.data();
+  for (std::size_t i = 0; i < uuid.bytes.size(); ++i) {
+    if (hyphenComesBefore(i) && *in++ != '-') return std::nullopt;
+    const int high = hexDigit(*in++);
+    const int low = hexDigit(*in++);
+    if (high == kNoDigit || low == kNoDigit) return std::nullopt;
+    uuid.bytes[i] = static_cast<std::uint8_t>(high * 16 + low);
+  }
+  return uuid;
+}
+
+UUID UUID::random() {
+  std::random_device source;
+  std::uniform_int_distribution<int> byte(0, 255);
+  UUID uuid;
+  for (std::uint8_t& b : uuid.bytes) b = static_cast<std::uint8_t>(byte(source));
+  uuid.bytes[6] = static_cast<std::uint8_t>((uuid.bytes[6] & 0x0F) | 0x40);  // version 4
+  uuid.bytes[8] = static_cast<std::uint8_t>((uuid.bytes[8] & 0x3F) | 0x80);  // the RFC's variant
+  return uuid;
+}
+
+std::string UUID::text() const {
+  static constexpr std::string_view kDigits = "0123456789ABCDEF";
+  std::string text;
+  text.reserve(36);
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    if (hyphenComesBefore(i)) text += '-';
+    text += kDigits[bytes[i] >> 4];
+    text += kDigits[bytes[i] & 15];
+  }
+  return text;
+}
+
+std::string UUID::shortText() const { return text().substr(0, 8); }
+
+}  // namespace wyvlet
