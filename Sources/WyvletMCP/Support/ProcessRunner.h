@@ -1,6 +1,6 @@
 #pragma once
 
-#include <optional>
+#include <cstddef>
 #include <string>
 #include <utility>
 #include <vector>
@@ -18,6 +18,9 @@ struct ProcessRequest {
 
 /// How a command ended.
 struct ProcessOutcome {
+  /// What is kept of each output; the rest is drained and dropped.
+  static constexpr std::size_t kMaxOutputBytes = std::size_t{64} << 20;
+
   std::string
       startFailure;    ///< not empty: the command could not be started, and why ("No such file or directory")
   std::string output;  ///< what it wrote to standard output until it ended or was ended
@@ -36,7 +39,9 @@ struct ProcessOutcome {
 /// can block it. A command that outlives its limit is ended with its whole group, grandchildren included:
 /// SIGTERM, then SIGKILL half a second later. After the command itself has ended, output that a process left
 /// behind may still write is waited for during a short grace only. The command is always reaped. Blocks the
-/// caller until then, so for at most the limit plus a second when there is one.
+/// caller until then, so for at most the limit plus a second when there is one: a command that not even
+/// SIGKILL ends within that time is reaped later, behind the caller's back, and has the exit status -1.
+/// An output that was cut, by its limit or because the command was ended, is cut between UTF-8 characters.
 class ProcessRunner {
  public:
   virtual ~ProcessRunner() = default;
