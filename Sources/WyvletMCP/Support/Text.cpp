@@ -252,7 +252,9 @@ std::string insideSingleQuotes(std::string_view text) {
 std::string shellWord(std::string_view text) {
   constexpr std::string_view kBare =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:/@%+=,-";
-  if (!text.empty() && text.find_first_not_of(kBare) == std::string_view::npos) return std::string(text);
+  // zsh puts the path of the command ls in the place of the word =ls.
+  const bool bare = !text.empty() && text[0] != '=' && text.find_first_not_of(kBare) == std::string_view::npos;
+  if (bare) return std::string(text);
   return "'" + insideSingleQuotes(text) + "'";
 }
 

@@ -55,7 +55,8 @@ std::string fixedText(double value, int decimals);
 long long truncatedInteger(double value);
 
 /// One word for a shell command line: bare when every character is in [A-Za-z0-9._:/@%+=,-] and the
-/// text is not empty, else in single quotes with single quotes inside closed, escaped and reopened.
+/// text is not empty and does not begin with "=", else in single quotes with single quotes inside
+/// closed, escaped and reopened.
 /// NUL bytes are left out, since no argument can hold one.
 std::string shellWord(std::string_view text);
 

@@ -116,6 +116,7 @@ TEST(Text, ShellWordsAreBareOnlyWhenHarmless) {
   EXPECT_EQ("'a;touch x'", shellWord("a;touch x"));
   EXPECT_EQ("'$(id)'", shellWord("$(id)"));
   EXPECT_EQ("'~'", shellWord("~"));
+  EXPECT_EQ("'=ls'", shellWord("=ls"));
   EXPECT_EQ("'it'\\''s'", shellWord("it's"));
   EXPECT_EQ("'ab'", shellWord(std::string_view("a\0b", 3)));
   EXPECT_EQ("it'\\''s", insideSingleQuotes("it's"));
