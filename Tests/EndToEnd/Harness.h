@@ -34,7 +34,7 @@ std::string homeDirectoryOfTest();
 class Process {
  public:
   struct Options {
-    std::vector<std::string> arguments;                   ///< program first
+    std::vector<std::string> arguments = {};                   ///< program first
     std::map<std::string, std::string> environment = {};  ///< on top of the test's own
     std::string pathPrefix = {};                          ///< a folder put first on PATH
     bool readOutput = true;                               ///< false: leave standard output in the pipe
