@@ -85,6 +85,12 @@ bool CompanionConnection::sendBody(std::string_view body) {
   return sendAll(socket_, parts);
 }
 
+bool CompanionConnection::sendBytes(std::string_view bytes) {
+  std::array<iovec, 1> parts{{{const_cast<char*>(bytes.data()), bytes.size()}}};
+  const std::lock_guard lock(sendMutex_);
+  return sendAll(socket_, parts);
+}
+
 std::optional<ReceivedMessage> CompanionConnection::receive() {
   for (;;) {
     const FrameReader::Item item = reader_.next();

@@ -1,9 +1,9 @@
 #include "WyvletShared/CompanionMessage.h"
 
-#include <boost/json.hpp>
 #include <cmath>
 
 #include "WyvletShared/Base64.h"
+#include "WyvletShared/JSONReader.h"
 #include "WyvletShared/JSONWriter.h"
 
 namespace wyvlet {
@@ -92,46 +92,60 @@ std::string encodeEnvelope(const RawMessage& message, DateEpoch epoch) {
 }
 
 ReceivedMessage decodeEnvelope(std::string_view body, DateEpoch epoch) {
+  using Kind = JSONReader::Kind;
   ReceivedMessage received;
-  boost::json::monotonic_resource memory;
-  boost::json::error_code error;
-  boost::json::parse_options options;
-  options.max_depth = kMaxJSONDepth;
-  const boost::json::value json = boost::json::parse({body.data(), body.size()}, error, &memory, options);
-  const boost::json::object* object = error ? nullptr : json.if_object();
-  if (object == nullptr) {
-    received.reason = error ? "Envelope: not valid JSON" : "Envelope: expected an object";
-    return received;
+  JSONReader reader(body);
+  // Why a field cannot be used; null once it can. As in any object, the last of equal keys counts.
+  const char* typeProblem = "missing";
+  const char* payloadProblem = "missing";
+  const char* timestampProblem = "missing";
+  std::string type;
+  Bytes payload;
+  Date timestamp;
+
+  const auto readMember = [&](std::string_view key) {
+    if (key == "type") {
+      typeProblem = reader.kind() == Kind::Text ? nullptr : "expected text";
+      if (typeProblem == nullptr) return reader.readText(type);
+    } else if (key == "payload") {
+      payloadProblem = "expected base64 text";
+      if (reader.kind() == Kind::Text) {
+        bool valid = false;
+        if (!reader.readBase64(payload.data, valid)) return false;
+        if (valid) payloadProblem = nullptr;
+        return true;
+      }
+    } else if (key == "timestamp") {
+      timestampProblem = "expected a number";
+      if (reader.kind() == Kind::Number) {
+        JSONReader::Number number;
+        if (!reader.readNumber(number)) return false;
+        timestamp.secondsSince1970 =
+            number.value() + (epoch == DateEpoch::Reference2001 ? kReference2001 : 0);
+        timestampProblem = std::isfinite(timestamp.secondsSince1970) ? nullptr : "number out of range";
+        return true;
+      }
+    }
+    return reader.skip();
+  };
+
+  if (reader.kind() != Kind::Object) {
+    // Not an object, but perhaps not even JSON.
+    if (reader.skip() && reader.atEnd()) received.reason = "CompanionMessage: expected an object";
+  } else if (reader.readObject(readMember) && reader.atEnd()) {
+    if (typeProblem != nullptr) {
+      received.reason = std::string("CompanionMessage.type: ") + typeProblem;
+    } else if (payloadProblem != nullptr) {
+      received.reason = std::string("CompanionMessage.payload: ") + payloadProblem;
+    } else if (const auto registered = messageType(type); registered && timestampProblem == nullptr) {
+      received.registered = {*registered, std::move(payload), timestamp};
+    } else {
+      if (timestampProblem != nullptr) timestamp = {};
+      received.free = {std::move(type), std::move(payload), timestamp};
+    }
   }
-  const boost::json::value* typeValue = object->if_contains("type");
-  const boost::json::value* payloadValue = object->if_contains("payload");
-  const boost::json::value* timestampValue = object->if_contains("timestamp");
-  if (typeValue == nullptr || !typeValue->is_string()) {
-    received.reason = typeValue == nullptr ? "Envelope.type: missing" : "Envelope.type: expected text";
-    return received;
-  }
-  if (payloadValue == nullptr || !payloadValue->is_string()) {
-    received.reason =
-        payloadValue == nullptr ? "Envelope.payload: missing" : "Envelope.payload: expected base64 text";
-    return received;
-  }
-  const std::string_view type = typeValue->get_string();
-  std::optional<std::string> payload = decodeBase64(std::string_view(payloadValue->get_string()));
-  if (!payload) {
-    received.reason = "Envelope.payload: not base64";
-    return received;
-  }
-  boost::json::error_code notANumber;
-  double seconds = 0;
-  if (timestampValue != nullptr) {
-    seconds = timestampValue->to_number<double>(notANumber);
-    if (!notANumber && epoch == DateEpoch::Reference2001) seconds += kReference2001;
-  }
-  const std::optional<CompanionMessageType> registered = messageType(type);
-  if (registered && timestampValue != nullptr && !notANumber) {
-    received.registered = {*registered, Bytes{std::move(*payload)}, Date{seconds}};
-  } else {
-    received.free = {std::string(type), Bytes{std::move(*payload)}, Date{seconds}};
+  if (const std::optional<std::string> syntaxError = reader.syntaxError()) {
+    received.reason = "CompanionMessage: not valid JSON: " + *syntaxError;
   }
   return received;
 }

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <new>
 
 namespace wyvlet {
 namespace {
@@ -50,28 +51,29 @@ FrameReader::FrameReader(std::uint32_t maxBodyBytes) : maxBodyBytes_(maxBodyByte
 
 std::span<char> FrameReader::writableSpace() {
   const std::size_t kept = end_ - begin_;
-  std::size_t wanted = std::max(kIdleCapacity, kept + 1);
-  if (insideBody()) {
-    // A body that is on its way gets room as it arrives, doubling, so that a header which announces
-    // 50 MB and sends nothing costs no more than the first reservation.
-    const std::size_t whole = kHeaderBytes + readLength(buffer_.get() + begin_);
-    wanted = std::max(wanted, std::min(whole, std::max(kFirstReservation, 2 * kept)));
-  }
-  const bool tooSmall = capacity_ < wanted;
-  const bool tooLarge = capacity_ > kIdleCapacity && wanted == kIdleCapacity;
-  if (tooSmall || tooLarge) {
-    std::unique_ptr<char[]> grown(new char[wanted]);
-    if (kept != 0) std::memcpy(grown.get(), buffer_.get() + begin_, kept);
-    buffer_ = std::move(grown);
-    capacity_ = wanted;
-    begin_ = 0;
-    end_ = kept;
-  } else if (begin_ != 0) {
+  if (begin_ != 0) {
     if (kept != 0) std::memmove(buffer_.get(), buffer_.get() + begin_, kept);
     begin_ = 0;
     end_ = kept;
   }
+  std::size_t wanted = std::max(kIdleCapacity, 2 * kept);
+  if (insideBody()) {
+    // A body on its way gets room as it arrives, so that a header which announces 50 MB and sends
+    // nothing costs no more than the first reservation.
+    const std::size_t whole = kHeaderBytes + readLength(buffer_.get());
+    if (kept < whole) wanted = std::max(kIdleCapacity, std::min(whole, std::max(kFirstReservation, wanted)));
+  }
+  const bool outgrown = capacity_ > wanted && wanted == kIdleCapacity;
+  if (capacity_ < wanted || outgrown) resize(wanted);
   return {buffer_.get() + end_, capacity_ - end_};
+}
+
+void FrameReader::resize(std::size_t capacity) {
+  void* const resized = std::realloc(buffer_.get(), capacity);
+  if (resized == nullptr) throw std::bad_alloc();
+  static_cast<void>(buffer_.release());  // NOLINT(bugprone-unused-return-value): realloc took it over
+  buffer_.reset(static_cast<char*>(resized));
+  capacity_ = capacity;
 }
 
 void FrameReader::wrote(std::size_t count) {

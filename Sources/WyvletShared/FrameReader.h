@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 #include <span>
 #include <string>
@@ -64,8 +65,13 @@ class FrameReader {
   bool insideBody() const;
 
  private:
+  struct Free {
+    void operator()(char* buffer) const { std::free(buffer); }
+  };
+  void resize(std::size_t capacity);
+
   std::uint32_t maxBodyBytes_;
-  std::unique_ptr<char[]> buffer_;
+  std::unique_ptr<char, Free> buffer_;  // from malloc, whose realloc moves large blocks without copying
   std::size_t capacity_ = 0;
   std::size_t begin_ = 0;  // first byte not yet taken
   std::size_t end_ = 0;    // one past the last byte received

@@ -4,43 +4,12 @@
 #include <charconv>
 #include <cmath>
 
+#include "WyvletShared/UTF8.h"
+
 namespace wyvlet {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-
-struct Sequence {
-  std::size_t length;
-  bool wellFormed;
-};
-
-/// The UTF-8 sequence at the start of `text`, which begins with a byte above 0x7F. An ill-formed one
-/// is as long as what could still have become a character, so that one bad byte costs one U+FFFD.
-Sequence sequenceAt(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char lead = byte(0);
-  std::size_t length = 0;
-  unsigned char low = 0x80, high = 0xBF;  // the range of the second byte
-  if (lead >= 0xC2 && lead <= 0xDF) {
-    length = 2;
-  } else if (lead >= 0xE0 && lead <= 0xEF) {
-    length = 3;
-    if (lead == 0xE0) low = 0xA0;
-    if (lead == 0xED) high = 0x9F;
-  } else if (lead >= 0xF0 && lead <= 0xF4) {
-    length = 4;
-    if (lead == 0xF0) low = 0x90;
-    if (lead == 0xF4) high = 0x8F;
-  } else {
-    return {1, false};
-  }
-  for (std::size_t i = 1; i < length; ++i) {
-    if (i >= text.size() || byte(i) < low || byte(i) > high) return {i, false};
-    low = 0x80;
-    high = 0xBF;
-  }
-  return {length, true};
-}
 
 /// What a byte needs: nothing, a short or long escape, or a look at the sequence it begins.
 enum class Need : std::uint8_t { Nothing, Escape, Sequence };
@@ -93,7 +62,7 @@ void appendJSON(std::string& json, std::string_view text) {
       continue;
     }
     if (need == Need::Sequence) {
-      const Sequence sequence = sequenceAt(text.substr(at));
+      const UTF8Sequence sequence = utf8SequenceAt(text.substr(at));
       if (!sequence.wellFormed) {
         json.append(text, plain, at - plain);
         json += kReplacement;
