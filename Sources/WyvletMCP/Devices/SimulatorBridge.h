@@ -1,14 +1,19 @@
 #pragma once
 
 #include <boost/json/fwd.hpp>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "Devices/DeviceScreenshot.h"
+#include "Devices/Shell.h"
 #include "Support/Mutex.h"
 #include "Support/ProcessRunner.h"
 
 namespace wyvlet {
+
+class AndroidDevice;
 
 /// What the session's device commands apply to. An empty text counts as not given.
 struct SessionDefaults {
@@ -27,20 +32,17 @@ std::string formatDefaultsSummary(const SessionDefaults& defaults);
 /// "Session defaults:" and its lines: the answer of session_show_defaults.
 std::string formatDefaultsListing(const SessionDefaults& defaults);
 
-/// A device screenshot: the sentence, and the picture as base64 PNG when there is one.
-struct DeviceScreenshot {
-  std::string text;
-  std::optional<std::string> imageBase64;
-};
-
 /// Hands and eyes on an iOS simulator (through AXe and simctl) or, once an Android serial is set, on
 /// an Android device (through adb). Owned by main; lives as long as the process. Any thread, any
 /// number of calls at once: each works on a copy of the defaults taken at its start. Every failure is
 /// a sentence for the agent.
 class SimulatorBridge {
  public:
-  /// Looks for AXe and logs where it is. `runner` outlives the bridge.
-  explicit SimulatorBridge(ProcessRunner& runner = ProcessRunner::system());
+  /// Looks for AXe and logs where it is. `runner` outlives the bridge. `onAndroidInput` is called
+  /// after every input that went to an Android device, on the thread of the call: what was known of
+  /// its screen is out of date then.
+  explicit SimulatorBridge(ProcessRunner& runner = ProcessRunner::system(),
+                           std::function<void()> onAndroidInput = {});
 
   /// Stores the given texts of `args` and returns the summary. Nothing can be cleared.
   std::string setDefaults(const boost::json::object& args);
@@ -57,10 +59,6 @@ class SimulatorBridge {
   std::optional<std::string> shell(const std::string& command, double timeoutSeconds) const;
 
   /// The same, but telling a command that ran out of time from one that ended in silence.
-  struct ShellResult {
-    std::optional<std::string> output;
-    bool timedOut = false;
-  };
   ShellResult shellResult(const std::string& command, double timeoutSeconds) const;
 
   /// Runs AXe: its trimmed output, "OK" when it said nothing, or "Error: " and why. No time limit.
@@ -95,7 +93,11 @@ class SimulatorBridge {
   DeviceScreenshot adbScreenshot() const;
 
  private:
+  std::optional<std::string> resolveUDID(const SessionDefaults& session) const;
+  AndroidDevice androidDevice(const std::string& serial) const;
+
   ProcessRunner& runner_;
+  const std::function<void()> onAndroidInput_;
   mutable Mutex mutex_;
   SessionDefaults defaults_ GUARDED_BY(mutex_);
   mutable std::string axePath_ GUARDED_BY(mutex_);
