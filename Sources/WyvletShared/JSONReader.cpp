@@ -6,6 +6,10 @@
 #include <xlocale.h>
 #endif
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <bit>
 #include <charconv>
 #include <cmath>
@@ -40,16 +44,41 @@ void appendUTF8(std::string& text, std::uint32_t character) {
   }
 }
 
-/// The high bit of the first byte in `word` (lowest address) that a text cannot hold as it is, and
-/// perhaps of later ones: a quote, a backslash, a control character, or a byte above 0x7F, which
-/// begins a sequence that has to be looked at.
-std::uint64_t specialBytes(std::uint64_t word) {
+#if defined(__SSE2__)
+constexpr std::ptrdiff_t kStride = 16;
+
+/// A bit for every byte of `kStride` that a text cannot hold as it is: a quote, a backslash, a control
+/// character, or a byte above 0x7F, which begins a sequence that has to be looked at.
+std::uint32_t specialBytes(const char* bytes) {
+  const __m128i text = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes));
+  const __m128i quotes = _mm_cmpeq_epi8(text, _mm_set1_epi8('"'));
+  const __m128i backslashes = _mm_cmpeq_epi8(text, _mm_set1_epi8('\\'));
+  const __m128i belowSpace = _mm_cmplt_epi8(text, _mm_set1_epi8(' '));  // signed: above 0x7F as well
+  return static_cast<std::uint32_t>(
+      _mm_movemask_epi8(_mm_or_si128(_mm_or_si128(quotes, backslashes), belowSpace)));
+}
+
+std::ptrdiff_t firstByte(std::uint32_t special) { return std::countr_zero(special); }
+#else
+constexpr std::ptrdiff_t kStride = 8;
+
+/// The high bit of every byte that a text cannot hold as it is, as above. Bytes after the first such
+/// one may be marked wrongly, by a borrow.
+std::uint64_t specialBytes(const char* bytes) {
   constexpr std::uint64_t kOnes = 0x0101010101010101;
   constexpr std::uint64_t kHighs = 0x8080808080808080;
-  const std::uint64_t quotes = word ^ (kOnes * '"');
-  const std::uint64_t backslashes = word ^ (kOnes * '\\');
-  return ((quotes - kOnes) | (backslashes - kOnes) | (word - kOnes * 0x20) | word) & kHighs;
+  std::uint64_t text;
+  std::memcpy(&text, bytes, sizeof text);
+  const std::uint64_t quotes = text ^ (kOnes * '"');
+  const std::uint64_t backslashes = text ^ (kOnes * '\\');
+  return ((quotes - kOnes) | (backslashes - kOnes) | (text - kOnes * ' ') | text) & kHighs;
 }
+
+std::ptrdiff_t firstByte(std::uint64_t special) {
+  static_assert(std::endian::native == std::endian::little);
+  return std::countr_zero(special) / 8;
+}
+#endif
 
 }  // namespace
 
@@ -100,41 +129,9 @@ std::optional<std::string> JSONReader::syntaxError() const {
   return std::string(error_) + " at byte " + std::to_string(at_ - begin_);
 }
 
-/// The next character that is not white space, which stays unread; NUL at the end.
-inline char JSONReader::skipWhiteSpace() {
-  for (; at_ != end_; ++at_) {
-    const char c = *at_;
-    if (c != ' ' && c != '\n' && c != '\r' && c != '\t') return c;
-  }
-  return '\0';
-}
-
 bool JSONReader::atEnd() {
   skipWhiteSpace();
   return at_ == end_ || fail("unexpected text after the value");
-}
-
-JSONReader::Kind JSONReader::kind() {
-  switch (skipWhiteSpace()) {
-    case '"': return Kind::Text;
-    case '{': return Kind::Object;
-    case '[': return Kind::List;
-    case 't': return Kind::True;
-    case 'f': return Kind::False;
-    case 'n': return Kind::Null;
-    case '-':
-    case '0':
-    case '1':
-    case '2':
-    case '3':
-    case '4':
-    case '5':
-    case '6':
-    case '7':
-    case '8':
-    case '9': return Kind::Number;
-    default: fail(at_ == end_ ? "unexpected end" : "unexpected character"); return Kind::Invalid;
-  }
 }
 
 bool JSONReader::readLiteral() {
@@ -179,15 +176,8 @@ bool JSONReader::readNumber(Number& number) {
 
 /// The first byte from `from` on that is not plain ASCII text.
 inline const char* JSONReader::skipPlainText(const char* from) const {
-  if constexpr (std::endian::native == std::endian::little) {
-    while (end_ - from >= 8) {
-      std::uint64_t word;
-      std::memcpy(&word, from, sizeof word);
-      if (const std::uint64_t special = specialBytes(word); special != 0) {
-        return from + std::countr_zero(special) / 8;
-      }
-      from += 8;
-    }
+  for (; end_ - from >= kStride; from += kStride) {
+    if (const auto special = specialBytes(from); special != 0) return from + firstByte(special);
   }
   for (; from != end_; ++from) {
     const auto c = static_cast<unsigned char>(*from);
@@ -309,8 +299,8 @@ bool JSONReader::readBase64(std::string& bytes, bool& valid) {
   // Base64 holds no escapes but the needless one of "/", which some writers make. So the text is
   // taken up to the next quote, and only when that is not base64 is it read like any other.
   const char* const start = at_ + 1;
-  const auto left = static_cast<std::size_t>(end_ - start);
-  if (const void* quote = std::memchr(start, '"', left); quote != nullptr) {
+  const void* const quote = std::memchr(start, '"', static_cast<std::size_t>(end_ - start));
+  if (quote != nullptr) {
     const auto length = static_cast<std::size_t>(static_cast<const char*>(quote) - start);
     if (std::optional<std::string> decoded = decodeBase64(std::string_view(start, length))) {
       bytes = std::move(*decoded);
@@ -318,6 +308,7 @@ bool JSONReader::readBase64(std::string& bytes, bool& valid) {
       valid = true;
       return true;
     }
+    unescaped_.reserve(length);
   }
   std::string_view text;
   if (!readText(text)) return false;

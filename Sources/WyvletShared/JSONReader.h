@@ -75,7 +75,7 @@ class JSONReader {
  private:
   bool fail(const char* what);
   bool enter();
-  char skipWhiteSpace();
+  char skipWhiteSpace();  // the character that it stops at; NUL at the end
   const char* skipPlainText(const char* from) const;
   bool readKey(std::string_view& key);
   bool readEscape(std::string& text);
@@ -91,6 +91,37 @@ class JSONReader {
   int depth_ = 0;
   std::string unescaped_;  // backs the views of texts that hold escapes
 };
+
+inline char JSONReader::skipWhiteSpace() {
+  for (; at_ != end_; ++at_) {
+    const char c = *at_;
+    if (c != ' ' && c != '\n' && c != '\r' && c != '\t') return c;
+  }
+  return '\0';
+}
+
+inline JSONReader::Kind JSONReader::kind() {
+  switch (skipWhiteSpace()) {
+    case '"': return Kind::Text;
+    case '{': return Kind::Object;
+    case '[': return Kind::List;
+    case 't': return Kind::True;
+    case 'f': return Kind::False;
+    case 'n': return Kind::Null;
+    case '-':
+    case '0':
+    case '1':
+    case '2':
+    case '3':
+    case '4':
+    case '5':
+    case '6':
+    case '7':
+    case '8':
+    case '9': return Kind::Number;
+    default: fail(at_ == end_ ? "unexpected end" : "unexpected character"); return Kind::Invalid;
+  }
+}
 
 template <class Member>
 bool JSONReader::readObject(Member&& member) {

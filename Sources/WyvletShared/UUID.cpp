@@ -5,19 +5,27 @@
 #include <sys/random.h>
 #endif
 
+#include <array>
 #include <cstdlib>
 
 namespace wyvlet {
 namespace {
 
-constexpr int kNoDigit = -1;
+constexpr std::uint8_t kNoDigit = 0xFF;
 
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  return kNoDigit;
-}
+/// The value of each hexadecimal digit. A table, because the digits of an identifier are random and
+/// every comparison of them a branch guessed wrong.
+constexpr std::array<std::uint8_t, 256> kHexValues = [] {
+  std::array<std::uint8_t, 256> values{};
+  values.fill(kNoDigit);
+  for (std::uint8_t i = 0; i < 16; ++i) {
+    values[static_cast<unsigned char>("0123456789ABCDEF"[i])] = i;
+    values[static_cast<unsigned char>("0123456789abcdef"[i])] = i;
+  }
+  return values;
+}();
+
+unsigned hexValue(char c) { return kHexValues[static_cast<unsigned char>(c)]; }
 
 bool hyphenComesBefore(std::size_t byte) { return byte == 4 || byte == 6 || byte == 8 || byte == 10; }
 
@@ -27,13 +35,15 @@ std::optional<UUID> UUID::parse(std::string_view text) {
   if (text.size() != 36) return std::nullopt;
   UUID uuid;
   const char* in = text.data();
+  unsigned seen = 0;
   for (std::size_t i = 0; i < uuid.bytes.size(); ++i) {
     if (hyphenComesBefore(i) && *in++ != '-') return std::nullopt;
-    const int high = hexDigit(*in++);
-    const int low = hexDigit(*in++);
-    if (high == kNoDigit || low == kNoDigit) return std::nullopt;
+    const unsigned high = hexValue(*in++);
+    const unsigned low = hexValue(*in++);
+    seen |= high | low;
     uuid.bytes[i] = static_cast<std::uint8_t>(high * 16 + low);
   }
+  if (seen > 15) return std::nullopt;
   return uuid;
 }
 
