@@ -35,6 +35,12 @@ bool mayBeTransparent(spng_ctx* context, const spng_ihdr& header) {
   return spng_get_trns(context, &transparency) == 0;
 }
 
+bool isOpaque(std::span<const std::uint8_t> pixels) {
+  unsigned alpha = 0xFF;
+  for (std::size_t at = 3; at < pixels.size(); at += 4) alpha &= pixels[at];
+  return alpha == 0xFF;
+}
+
 void premultiply(std::span<std::uint8_t> pixels) {
   for (std::size_t at = 0; at < pixels.size(); at += 4) {
     const unsigned alpha = pixels[at + 3];
@@ -42,6 +48,16 @@ void premultiply(std::span<std::uint8_t> pixels) {
       const unsigned product = pixels[channel] * alpha + 128;
       pixels[channel] = static_cast<std::uint8_t>((product + (product >> 8)) >> 8);  // product / 255, rounded
     }
+  }
+}
+
+/// By pieces, because a screenshot is opaque all over although its format has alpha.
+void premultiplyWhereTransparent(std::span<std::uint8_t> pixels) {
+  constexpr std::size_t kPiece = 4096;
+  while (!pixels.empty()) {
+    const auto piece = pixels.first(std::min(kPiece, pixels.size()));
+    if (!isOpaque(piece)) premultiply(piece);
+    pixels = pixels.subspan(piece.size());
   }
 }
 
@@ -88,7 +104,7 @@ std::optional<PNGImage> PNGImage::decode(std::string_view png) {
   }
   // What follows the picture must be intact too: a file that was cut short is no picture.
   if (spng_decode_chunks(context.get()) != 0) return std::nullopt;
-  if (mayBeTransparent(context.get(), header)) premultiply(pixels);
+  if (mayBeTransparent(context.get(), header)) premultiplyWhereTransparent(pixels);
   return image;
 }
 
