@@ -74,8 +74,18 @@ std::optional<double> numberMember(const boost::json::object& args, std::string_
 
 /// A coordinate in whole points; a fraction is cut off.
 std::optional<long long> coordinate(const boost::json::object& args, std::string_view key) {
+  if (const auto whole = integralMember(args, key)) return *whole;
   const auto number = numberMember(args, key);
   return number ? std::optional(truncatedInteger(*number)) : std::nullopt;
+}
+
+std::string swipe(const SimulatorBridge& sim, const boost::json::object& args) {
+  const auto x1 = coordinate(args, "x1");
+  const auto y1 = coordinate(args, "y1");
+  const auto x2 = coordinate(args, "x2");
+  const auto y2 = coordinate(args, "y2");
+  if (!x1 || !y1 || !x2 || !y2) return "Error: swipe requires x1,y1,x2,y2 coordinates";
+  return sim.swipe(*x1, *y1, *x2, *y2, numberMember(args, "duration"));
 }
 
 std::string typeText(const SimulatorBridge& sim, const std::string& text) {
@@ -132,8 +142,9 @@ void HTTPServer::startListening() {
     logLine(kHTTPTag, fmt::format("Failed to bind port {}", port()));
     return;
   }
-  port_ = boundPort(socket.fd());
-  logLine(kHTTPTag, fmt::format("Listening on http://{}:{}", hostInURL(host), port()));
+  const auto bound = boundPort(socket.fd());
+  logLine(kHTTPTag, fmt::format("Listening on http://{}:{}", hostInURL(host), bound));
+  port_ = bound;
   listener_->serve(std::move(socket));
 }
 
@@ -174,11 +185,7 @@ std::string HTTPServer::callTool(std::string_view name, const boost::json::objec
     return sim.tap(coordinate(args, "x"), coordinate(args, "y"), textMember(args, "label"), std::nullopt,
                    numberMember(args, "postDelay"));
   }
-  if (name == "swipe") {
-    return sim.swipe(coordinate(args, "x1").value_or(0), coordinate(args, "y1").value_or(0),
-                     coordinate(args, "x2").value_or(0), coordinate(args, "y2").value_or(0),
-                     numberMember(args, "duration"));
-  }
+  if (name == "swipe") return swipe(sim, args);
   if (name == "type_text") return typeText(sim, textMember(args, "text").value_or(""));
   if (name == "button") {
     return sim.button(textMember(args, "buttonType").value_or("home"), numberMember(args, "duration"));
