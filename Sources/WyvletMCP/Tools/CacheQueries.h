@@ -1,8 +1,10 @@
 #pragma once
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,11 +38,11 @@ const Record* findByIdPrefix(const RecordList<Record>& records, std::string_view
   return found == records.end() ? nullptr : &*found;
 }
 
-/// The last `limit` items of `items` from its end, in their order.
-template <class Items>
-auto lastItems(const Items& items, std::int64_t limit) {
+/// The last `limit` items in their order; none for a limit of 0 or below. Valid for as long as `items`.
+template <class Item>
+std::span<const Item> lastItems(const std::vector<Item>& items, std::int64_t limit) {
   const auto count = std::clamp<std::int64_t>(limit, 0, std::ssize(items));
-  return std::ranges::subrange(items.end() - count, items.end());
+  return std::span(items).last(static_cast<std::size_t>(count));
 }
 
 /// Whether a moment lies within the last `seconds` before `now`; every moment does when no window is

@@ -16,6 +16,7 @@ namespace {
 std::string printedMap(const std::map<std::string, std::string>& values) {
   if (values.empty()) return "[:]";
   std::vector<std::string> entries;
+  entries.reserve(values.size());
   for (const auto& [key, value] : values) entries.push_back(fmt::format("\"{}\": \"{}\"", key, value));
   return "[" + joined(entries, ", ") + "]";
 }

@@ -58,8 +58,9 @@ std::string timeline(const CacheSnapshot& cache, std::int64_t sinceSeconds, std:
     if (entry.timestamp.secondsSince1970 > cutOff) events.push_back({entry.timestamp, nullptr, &entry});
   }
   // Stable, so that a request precedes what was logged at the same instant.
-  std::stable_sort(events.begin(), events.end(),
-                   [](const auto& a, const auto& b) { return a.time < b.time; });
+  std::stable_sort(events.begin(), events.end(), [](const auto& a, const auto& b) {
+    return a.time.secondsSince1970 < b.time.secondsSince1970;
+  });
 
   const auto shown = lastItems(events, limit);
   if (shown.empty()) return fmt::format("No events in the last {}s.", sinceSeconds);

@@ -3,6 +3,7 @@
 #include <stdlib.h>
 
 #include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 
@@ -29,6 +30,14 @@ class TemporaryHome {
   }
   TemporaryHome(const TemporaryHome&) = delete;
   TemporaryHome& operator=(const TemporaryHome&) = delete;
+
+  /// Puts a shell script where the Android SDK's tools are looked for first.
+  void standInFor(const std::string& program, const std::string& script) const {
+    const std::string folder = path + "/Library/Android/sdk/platform-tools";
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder + "/" + program) << "#!/bin/sh\n" << script << "\n";
+    std::filesystem::permissions(folder + "/" + program, std::filesystem::perms::owner_all);
+  }
 
   std::string path;
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Client/WyvletClient.h"
+#include "TemporaryHome.h"
 #include "Tools/ToolCall.h"
 #include "Tools/ToolTable.h"
 
@@ -192,13 +193,24 @@ class AskedFor : public ToolCall {
   }
 };
 
-/// What the row's code asks for when it is called without an app.
-std::vector<std::pair<std::string, ArgumentType>> askedBy(const ToolRow& row, WyvletClient& client) {
+using Asked = std::vector<std::pair<std::string, ArgumentType>>;
+
+/// What a row's code asks for when it is called without an app.
+Asked askedBy(std::string (*code)(const ToolCall&), WyvletClient& client) {
   const boost::json::object none;
   const std::optional<std::string> noBundle;
   const AskedFor call(none, client, noBundle, nullptr);
-  row.call(call);
+  code(call);
   return call.asked;
+}
+
+void expectDeclared(const ToolRow& row, const Asked& asked) {
+  for (const auto& [name, type] : asked) {
+    const auto declared = std::find_if(row.arguments.begin(), row.arguments.end(),
+                                       [&, &wanted = name](const auto& each) { return each.name == wanted; });
+    ASSERT_NE(declared, row.arguments.end()) << row.name << " asks for an undeclared \"" << name << '"';
+    EXPECT_EQ(declared->type, type) << row.name << " reads \"" << name << "\" as another type";
+  }
 }
 
 TEST(ToolTable, DefinitionsAreAsPromised) {
@@ -220,19 +232,22 @@ TEST(ToolTable, RowsAskForWhatTheyDeclareAndNothingElse) {
   WyvletClient client;
   for (const ToolRow& row : toolTable()) {
     if (row.name == "wyvlet_rebuild_app") continue;  // takes the argument map as it stands
-    const auto asked = askedBy(row, client);
-    for (const auto& [name, type] : asked) {
-      const auto declared =
-          std::find_if(row.arguments.begin(), row.arguments.end(),
-                       [&, &wanted = name](const auto& each) { return each.name == wanted; });
-      ASSERT_NE(declared, row.arguments.end()) << row.name << " asks for an undeclared \"" << name << '"';
-      EXPECT_EQ(declared->type, type) << row.name << " reads \"" << name << "\" as another type";
-    }
+    const Asked asked = askedBy(row.call, client);
+    expectDeclared(row, asked);
     for (const ToolArgument& argument : row.arguments) {
       EXPECT_TRUE(std::any_of(asked.begin(), asked.end(),
                               [&](const auto& each) { return each.first == argument.name; }))
           << row.name << " never looks at \"" << argument.name << '"';
     }
+  }
+}
+
+TEST(ToolTable, AndroidVariantsAskForNothingElseEither) {
+  const TemporaryHome home;
+  home.standInFor("adb", "exit 1");  // the variants that read the screen must not find a real device
+  WyvletClient client;
+  for (const ToolRow& row : toolTable()) {
+    if (row.android != nullptr) expectDeclared(row, askedBy(row.android, client));
   }
 }
 
