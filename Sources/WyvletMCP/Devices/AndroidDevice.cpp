@@ -41,8 +41,8 @@ std::string inputText(const std::string& text) {
 
 }  // namespace
 
-AndroidDevice::AndroidDevice(ProcessRunner& runner, std::string serial, const std::function<void()>& onInput)
-    : runner_(runner), serial_(std::move(serial)), onInput_(onInput) {}
+AndroidDevice::AndroidDevice(ProcessRunner& runner, std::string serial, std::function<void()> onInput)
+    : runner_(runner), serial_(std::move(serial)), onInput_(std::move(onInput)) {}
 
 std::string AndroidDevice::command(const std::string& operation) const {
   return "'" + insideSingleQuotes(adbPath()) + "' -s " + shellWord(serial_) + operation;

@@ -14,8 +14,8 @@ namespace wyvlet {
 /// only a screenshot can tell.
 class AndroidDevice {
  public:
-  /// `runner` and `onInput` outlive the object; `onInput` (may be empty) is called after every input.
-  AndroidDevice(ProcessRunner& runner, std::string serial, const std::function<void()>& onInput);
+  /// `runner` outlives the object; `onInput` (may be empty) is called after every input.
+  AndroidDevice(ProcessRunner& runner, std::string serial, std::function<void()> onInput);
 
   std::string tap(std::optional<long long> x, std::optional<long long> y) const;
   /// 300 ms without a duration (seconds).
@@ -33,7 +33,7 @@ class AndroidDevice {
 
   ProcessRunner& runner_;
   std::string serial_;
-  const std::function<void()>& onInput_;
+  std::function<void()> onInput_;
 };
 
 }  // namespace wyvlet
