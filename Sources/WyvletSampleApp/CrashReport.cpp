@@ -64,6 +64,7 @@ std::string crashFilePath(std::string_view directory, std::string_view bundleId)
   std::string path = std::string(directory) + "/wyvlet_crash_";
   for (char c : bundleId) {
     const auto byte = static_cast<unsigned char>(c);
+    if ((byte & 0xC0) == 0x80) continue;  // inside a character that has got its "_"
     const bool plain = (byte < 0x80 && std::isalnum(byte) != 0) || c == '-' || c == '_';
     path += plain ? c : '_';
   }
