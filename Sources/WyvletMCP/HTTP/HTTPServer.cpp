@@ -18,7 +18,6 @@
 #include "MCP/MCPServer.h"
 #include "Support/Environment.h"
 #include "Support/Log.h"
-#include "Support/Text.h"
 #include "Support/Threads.h"
 #include "Tools/JSONAccess.h"
 #include "Tools/ToolHandler.h"
@@ -66,24 +65,11 @@ bool respondsAtOnce(const HTTPRequest& request) {
   return route == nullptr || route->action == HTTPAction::Status;
 }
 
-std::optional<double> numberMember(const boost::json::object& args, std::string_view key) {
-  const auto* value = args.if_contains(key);
-  if (value == nullptr || !value->is_number()) return std::nullopt;
-  return value->to_number<double>();
-}
-
-/// A coordinate in whole points; a fraction is cut off.
-std::optional<long long> coordinate(const boost::json::object& args, std::string_view key) {
-  if (const auto whole = integralMember(args, key)) return *whole;
-  const auto number = numberMember(args, key);
-  return number ? std::optional(truncatedInteger(*number)) : std::nullopt;
-}
-
 std::string swipe(const SimulatorBridge& sim, const boost::json::object& args) {
-  const auto x1 = coordinate(args, "x1");
-  const auto y1 = coordinate(args, "y1");
-  const auto x2 = coordinate(args, "x2");
-  const auto y2 = coordinate(args, "y2");
+  const auto x1 = coordinateMember(args, "x1");
+  const auto y1 = coordinateMember(args, "y1");
+  const auto x2 = coordinateMember(args, "x2");
+  const auto y2 = coordinateMember(args, "y2");
   if (!x1 || !y1 || !x2 || !y2) return "Error: swipe requires x1,y1,x2,y2 coordinates";
   return sim.swipe(*x1, *y1, *x2, *y2, numberMember(args, "duration"));
 }
@@ -182,8 +168,8 @@ std::string HTTPServer::callTool(std::string_view name, const boost::json::objec
     return ToolHandler::call(name, args, mcpServer_.client, sim.defaults().bundleId, &sim);
   }
   if (name == "tap") {
-    return sim.tap(coordinate(args, "x"), coordinate(args, "y"), textMember(args, "label"), std::nullopt,
-                   numberMember(args, "postDelay"));
+    return sim.tap(coordinateMember(args, "x"), coordinateMember(args, "y"), textMember(args, "label"),
+                   std::nullopt, numberMember(args, "postDelay"));
   }
   if (name == "swipe") return swipe(sim, args);
   if (name == "type_text") return typeText(sim, textMember(args, "text").value_or(""));

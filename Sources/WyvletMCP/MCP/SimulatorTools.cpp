@@ -42,19 +42,8 @@ struct SimulatorCall {
     return value && !value->empty() ? value : std::nullopt;
   }
 
-  std::optional<double> number(std::string_view name) const {
-    const auto* value = args.if_contains(name);
-    if (value == nullptr || !value->is_number()) return std::nullopt;
-    return value->to_number<double>();
-  }
-
-  /// A number without its fraction.
-  std::optional<long long> coordinate(std::string_view name) const {
-    const auto* value = args.if_contains(name);
-    if (value != nullptr && value->is_int64()) return value->get_int64();
-    const auto any = number(name);
-    return any ? std::optional(truncatedInteger(*any)) : std::nullopt;
-  }
+  std::optional<double> number(std::string_view name) const { return numberMember(args, name); }
+  std::optional<long long> coordinate(std::string_view name) const { return coordinateMember(args, name); }
 
   bool flag(std::string_view name) const {
     const auto* value = args.if_contains(name);

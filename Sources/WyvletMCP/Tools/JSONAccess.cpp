@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "Support/Text.h"
 #include "WyvletShared/RecordCodec.h"
 
 namespace wyvlet {
@@ -36,6 +37,19 @@ std::optional<std::string> textMember(const boost::json::object& object, std::st
 std::optional<std::int64_t> integralMember(const boost::json::object& object, std::string_view key) {
   const auto* value = object.if_contains(key);
   return value == nullptr ? std::nullopt : integralNumber(*value);
+}
+
+std::optional<double> numberMember(const boost::json::object& object, std::string_view key) {
+  const auto* value = object.if_contains(key);
+  if (value == nullptr || !value->is_number()) return std::nullopt;
+  return value->to_number<double>();
+}
+
+std::optional<long long> coordinateMember(const boost::json::object& object, std::string_view key) {
+  // Not by way of a double where it is whole already: the largest would change.
+  if (const auto whole = integralMember(object, key)) return *whole;
+  const auto number = numberMember(object, key);
+  return number ? std::optional(truncatedInteger(*number)) : std::nullopt;
 }
 
 }  // namespace wyvlet

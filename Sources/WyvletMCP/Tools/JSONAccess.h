@@ -21,4 +21,10 @@ std::optional<std::string> textMember(const boost::json::object& object, std::st
 /// The same for a whole number.
 std::optional<std::int64_t> integralMember(const boost::json::object& object, std::string_view key);
 
+/// The same for any number.
+std::optional<double> numberMember(const boost::json::object& object, std::string_view key);
+
+/// The same for a coordinate: any number, without its fraction.
+std::optional<long long> coordinateMember(const boost::json::object& object, std::string_view key);
+
 }  // namespace wyvlet

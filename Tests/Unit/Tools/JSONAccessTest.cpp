@@ -44,5 +44,18 @@ TEST(Members, OfTheRightTypeOnly) {
   EXPECT_EQ(integralMember(object, "missing"), std::nullopt);
 }
 
+TEST(Members, NumbersAndCoordinates) {
+  const boost::json::object object{
+      {"half", -20.9}, {"large", std::numeric_limits<std::int64_t>::max()}, {"huge", 1e300}, {"text", "4"}};
+  EXPECT_EQ(numberMember(object, "half"), -20.9);
+  EXPECT_EQ(numberMember(object, "text"), std::nullopt);
+  EXPECT_EQ(numberMember(object, "missing"), std::nullopt);
+  EXPECT_EQ(coordinateMember(object, "half"), -20);
+  EXPECT_EQ(coordinateMember(object, "large"), std::numeric_limits<long long>::max());
+  EXPECT_EQ(coordinateMember(object, "huge"), std::numeric_limits<long long>::max());
+  EXPECT_EQ(coordinateMember(object, "text"), std::nullopt);
+  EXPECT_EQ(coordinateMember(object, "missing"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace wyvlet::test
