@@ -144,34 +144,37 @@ bool JSONReader::readLiteral() {
 }
 
 bool JSONReader::readNumber(Number& number) {
-  constexpr std::uint64_t kMax = std::numeric_limits<std::uint64_t>::max();
   const char* const start = at_;
-  number.integral = true;
-  number.magnitude = 0;
   number.negative = *at_ == '-';
   if (number.negative) ++at_;
-  if (at_ == end_ || !isDigit(*at_)) return fail("a number without digits");
-  if (*at_ == '0' && at_ + 1 != end_ && isDigit(at_[1])) return fail("a number with leading zeros");
-  for (; at_ != end_ && isDigit(*at_); ++at_) {
-    const auto digit = static_cast<std::uint64_t>(*at_ - '0');
-    if (number.magnitude > (kMax - digit) / 10) number.integral = false;
-    number.magnitude = number.magnitude * 10 + digit;
+  const char* const digits = at_;
+  if (!skipDigits()) return fail("a number without digits");
+  if (*digits == '0' && at_ - digits > 1) {
+    at_ = digits;
+    return fail("a number with leading zeros");
   }
+  number.integral = true;
   if (at_ != end_ && *at_ == '.') {
     number.integral = false;
     ++at_;
-    if (at_ == end_ || !isDigit(*at_)) return fail("a fraction without digits");
-    while (at_ != end_ && isDigit(*at_)) ++at_;
+    if (!skipDigits()) return fail("a fraction without digits");
   }
   if (at_ != end_ && (*at_ == 'e' || *at_ == 'E')) {
     number.integral = false;
     ++at_;
     if (at_ != end_ && (*at_ == '+' || *at_ == '-')) ++at_;
-    if (at_ == end_ || !isDigit(*at_)) return fail("an exponent without digits");
-    while (at_ != end_ && isDigit(*at_)) ++at_;
+    if (!skipDigits()) return fail("an exponent without digits");
   }
   number.text = std::string_view(start, static_cast<std::size_t>(at_ - start));
+  if (number.integral) number.integral = std::from_chars(digits, at_, number.magnitude).ec == std::errc();
   return true;
+}
+
+/// False when there is none.
+inline bool JSONReader::skipDigits() {
+  const char* const start = at_;
+  while (at_ != end_ && isDigit(*at_)) ++at_;
+  return at_ != start;
 }
 
 /// The first byte from `from` on that is not plain ASCII text.
@@ -323,23 +326,6 @@ bool JSONReader::enter() {
   ++depth_;
   ++at_;
   return true;
-}
-
-/// Moves to the next member or element, or past the closing bracket.
-JSONReader::Step JSONReader::step(bool first, char close) {
-  const char c = skipWhiteSpace();
-  if (c == close && at_ != end_) {
-    ++at_;
-    --depth_;
-    return Step::End;
-  }
-  if (first) return Step::Value;
-  if (c != ',') {
-    fail(at_ == end_ ? "unexpected end" : "expected a comma or a closing bracket");
-    return Step::Fail;
-  }
-  ++at_;
-  return Step::Value;
 }
 
 bool JSONReader::readKey(std::string_view& key) {

@@ -77,12 +77,13 @@ class JSONReader {
   bool enter();
   char skipWhiteSpace();  // the character that it stops at; NUL at the end
   const char* skipPlainText(const char* from) const;
+  bool skipDigits();
   bool readKey(std::string_view& key);
   bool readEscape(std::string& text);
   bool readEscapedText(std::string& text, const char* from);
   std::optional<std::uint32_t> hexDigits(const char* from) const;
   enum class Step : std::uint8_t { Value, End, Fail };
-  Step step(bool first, char close);
+  Step step(bool first, char close);  // to the next member or element, or past the closing bracket
 
   const char* begin_;
   const char* at_;
@@ -121,6 +122,22 @@ inline JSONReader::Kind JSONReader::kind() {
     case '9': return Kind::Number;
     default: fail(at_ == end_ ? "unexpected end" : "unexpected character"); return Kind::Invalid;
   }
+}
+
+inline JSONReader::Step JSONReader::step(bool first, char close) {
+  const char c = skipWhiteSpace();
+  if (c == close) {
+    ++at_;
+    --depth_;
+    return Step::End;
+  }
+  if (first) return Step::Value;
+  if (c != ',') {
+    fail(at_ == end_ ? "unexpected end" : "expected a comma or a closing bracket");
+    return Step::Fail;
+  }
+  ++at_;
+  return Step::Value;
 }
 
 template <class Member>

@@ -1,7 +1,7 @@
 #include <array>
 #include <bit>
 #include <cmath>
-#include <limits>
+#include <span>
 #include <tuple>
 #include <type_traits>
 #include <utility>
@@ -39,15 +39,15 @@ class RecordDecoder {
     return read(value) && reader_.atEnd();
   }
 
-  /// Why `readDocument` failed, in one line: nothing in it comes from the input.
-  template <class T>
-  std::string reason(const T& value) const {
+  /// Why `readDocument` failed for a value called `name`, in one line: nothing in it comes from the
+  /// input.
+  Failure failure(const std::string& name) const {
     if (const std::optional<std::string> syntaxError = reader_.syntaxError()) {
-      return nameOf(&value) + ": not valid JSON: " + *syntaxError;
+      return {name + ": not valid JSON: " + *syntaxError};
     }
-    const std::string place = nameOf(&value) + path_;
-    if (field_.empty()) return place + ": " + problem_;
-    return field_ + ": " + problem_ + (path_.empty() ? "" : " (in " + place + ")");
+    const std::string place = name + path_;
+    if (field_.empty()) return {place + ": " + problem_};
+    return {field_ + ": " + problem_ + (path_.empty() ? "" : " (in " + place + ")")};
   }
 
  private:
@@ -140,64 +140,71 @@ class RecordDecoder {
   }
 
   template <class Record>
-  struct FieldReader {
-    std::string_view key;
-    bool required;
-    bool (*read)(RecordDecoder&, Record&);
-  };
-
-  template <class Record, std::size_t... I>
-  static constexpr auto makeFieldReaders(std::index_sequence<I...>) {
-    return std::array{FieldReader<Record>{
-        .key = std::get<I>(Record::fields).key,
-        .required = !kIsOptional<
-            std::remove_reference_t<decltype(std::declval<Record>().*std::get<I>(Record::fields).member)>>,
-        .read = [](RecordDecoder& decoder, Record& record) {
-          return decoder.read(record.*std::get<I>(Record::fields).member);
-        }}...};
-  }
-
-  template <class Record>
   requires requires { Record::fields; }
   bool read(Record& record) {
-    constexpr std::size_t kCount = std::tuple_size_v<decltype(Record::fields)>;
-    static_assert(kCount <= 64, "the set of fields seen is one word");
-    static constexpr auto kReaders = makeFieldReaders<Record>(std::make_index_sequence<kCount>());
-    static constexpr std::uint64_t kRequired = [] {
-      std::uint64_t required = 0;
-      for (std::size_t i = 0; i < kCount; ++i) required |= std::uint64_t{kReaders[i].required} << i;
-      return required;
-    }();
+    using Table = TableOf<Record>;
+    static constexpr RecordReader kReader{Record::recordName, Table::fields, Table::required};
+    return readRecord(kReader, &record);
+  }
 
+  /// A field of a record whose type is forgotten, so that the loop over an object's members is
+  /// compiled once rather than for every record.
+  struct FieldReader {
+    std::string_view key;
+    bool (*read)(RecordDecoder&, void* record);
+  };
+  struct RecordReader {
+    std::string_view name;
+    std::span<const FieldReader> fields;
+    std::uint64_t required;  // a bit for every field that must be there
+  };
+
+  template <class Record, std::size_t I>
+  using FieldType =
+      std::remove_reference_t<decltype(std::declval<Record>().*std::get<I>(Record::fields).member)>;
+
+  template <class Record,
+            class Indices = std::make_index_sequence<std::tuple_size_v<decltype(Record::fields)>>>
+  struct TableOf;
+
+  template <class Record, std::size_t... I>
+  struct TableOf<Record, std::index_sequence<I...>> {
+    static_assert(sizeof...(I) <= 64, "the set of fields is one word");
+    static constexpr std::array fields = {
+        FieldReader{.key = std::get<I>(Record::fields).key, .read = [](RecordDecoder& decoder, void* record) {
+                      return decoder.read(static_cast<Record*>(record)->*std::get<I>(Record::fields).member);
+                    }}...};
+    static constexpr std::uint64_t required =
+        ((std::uint64_t{!kIsOptional<FieldType<Record, I>>} << I) | ...);
+  };
+
+  bool readRecord(const RecordReader& table, void* record) {
     if (reader_.kind() != JSONReader::Kind::Object) return fail("expected an object");
+    const std::size_t count = table.fields.size();
     std::uint64_t seen = 0;
     std::size_t expected = 0;  // writers keep to the order of the table, so the search begins here
     const bool complete = reader_.readObject([&](std::string_view key) {
-      for (std::size_t n = 0; n < kCount; ++n, expected = expected + 1 == kCount ? 0 : expected + 1) {
-        if (kReaders[expected].key != key) continue;
+      for (std::size_t n = 0; n < count; ++n) {
         const std::size_t i = expected;
-        expected = i + 1 == kCount ? 0 : i + 1;
+        expected = i + 1 == count ? 0 : i + 1;
+        if (table.fields[i].key != key) continue;
         seen |= std::uint64_t{1} << i;
-        return kReaders[i].read(*this, record) || failInField<Record>(kReaders[i].key);
+        return table.fields[i].read(*this, record) || failInField(table, i);
       }
       return reader_.skip();
     });
     if (!complete) return false;
-    if (const std::uint64_t missing = kRequired & ~seen; missing != 0) {
+    if (const std::uint64_t missing = table.required & ~seen; missing != 0) {
       fail("missing");
-      return failInField<Record>(kReaders[static_cast<std::size_t>(std::countr_zero(missing))].key);
+      return failInField(table, static_cast<std::size_t>(std::countr_zero(missing)));
     }
     return true;
   }
 
   /// Notes the innermost field that failed, and on the way out the path to it.
-  template <class Record>
-  bool failInField(std::string_view key) {
-    if (field_.empty()) {
-      field_ = std::string(Record::recordName) + "." + std::string(key) + std::exchange(path_, {});
-    } else {
-      path_.insert(0, "." + std::string(key));
-    }
+  bool failInField(const RecordReader& table, std::size_t i) {
+    const std::string place = "." + std::string(table.fields[i].key) + std::exchange(path_, {});
+    (field_.empty() ? field_ : path_) = (field_.empty() ? std::string(table.name) : "") + place;
     return false;
   }
 
@@ -214,7 +221,7 @@ template <class Record>
 Result<Record> decodeRecord(std::string_view json, DateEpoch epoch) {
   Result<Record> result{Record()};
   RecordDecoder decoder(json, epoch);
-  if (!decoder.readDocument(*result)) result = Failure{decoder.reason(*result)};
+  if (!decoder.readDocument(*result)) result = decoder.failure(nameOf(&*result));
   return result;
 }
 
