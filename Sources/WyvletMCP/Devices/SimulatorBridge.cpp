@@ -111,14 +111,24 @@ SessionDefaults SimulatorBridge::defaults() const {
 
 std::string SimulatorBridge::axePath() const {
   MutexLock lock(mutex_);
-  if (!isExecutableFile(axePath_)) {
-    axePath_ = findAxe();
-    if (isExecutableFile(axePath_)) logLine(kDevicesTag, "AXe found at: " + axePath_);
-  }
+  findAxeAgain();
   return axePath_;
 }
 
-bool SimulatorBridge::isAxeAvailable() const { return isExecutableFile(axePath()); }
+bool SimulatorBridge::isAxeAvailable() const {
+  MutexLock lock(mutex_);
+  return findAxeAgain();
+}
+
+bool SimulatorBridge::findAxeAgain() const {
+  if (isExecutableFile(axePath_)) return true;
+  auto found = findAxe();
+  if (found == axePath_) return false;
+  axePath_ = std::move(found);
+  if (!isExecutableFile(axePath_)) return false;
+  logLine(kDevicesTag, "AXe found at: " + axePath_);
+  return true;
+}
 
 std::optional<std::string> SimulatorBridge::shell(const std::string& command, double timeoutSeconds) const {
   return shellResult(command, timeoutSeconds).output;

@@ -93,6 +93,9 @@ class SimulatorBridge {
   DeviceScreenshot adbScreenshot() const;
 
  private:
+  /// Looks for AXe wherever it may be when it is not where it was; whether it is there now.
+  bool findAxeAgain() const REQUIRES(mutex_);
+
   std::optional<std::string> resolveUDID(const SessionDefaults& session) const;
   AndroidDevice androidDevice(const std::string& serial) const;
 
