@@ -119,9 +119,11 @@ TEST(Stdio, NobodyHasToReadTheLog) {
   ScriptedApp app;
   server.connect();
   for (int i = 0; i < 5000; ++i) {
-    app.sends(CompanionMessageType::eventLog,
-              TransferableLogEntry{
-                  .level = "INFO", .category = "Flood", .message = std::to_string(i), .file = "a"});
+    TransferableLogEntry entry;
+    entry.level = "INFO";
+    entry.category = "Flood";
+    entry.message = std::to_string(i);
+    app.sends(CompanionMessageType::eventLog, entry);
   }
   EXPECT_TRUE(eventually([&] {
     return server.call("wyvlet_get_app_logs", {{"limit", 1}}).find("[INFO] [Flood] 4999") !=
