@@ -67,7 +67,8 @@ json::object behaviour(const std::string& folder, const std::string& tool, const
   if (text.empty()) return {};
   std::string line;
   for (const auto& argument : arguments) line += std::string(argument.as_string()) + " ";
-  for (auto& candidate : json::parse(text).as_array()) {
+  auto behaviours = json::parse(text);
+  for (auto& candidate : behaviours.as_array()) {
     auto& object = candidate.as_object();
     const auto* when = object.if_contains("when");
     if (when == nullptr || line.find(std::string_view(when->as_string())) != std::string::npos) return object;

@@ -7,8 +7,8 @@
 #include <fstream>
 
 #include "Android/AndroidCapture.h"
+#include "Peers/DeviceStandIn.h"
 #include "Peers/CaptureWriter.h"
-#include "Peers/StandInADB.h"
 #include "Unit/Android/TemporaryHome.h"
 #include "WyvletShared/UUID.h"
 
@@ -28,7 +28,7 @@ class AndroidCaptureTest : public ::testing::Test {
 
   test::TemporaryHome home_;
   test::CaptureWriter bridge_{home_.path()};
-  test::StandInADB adb_{home_.path()};
+  test::DeviceStandIn device_{home_.path()};
 };
 
 TEST_F(AndroidCaptureTest, KeepsItsFilesBelowTheHomeDirectory) {
@@ -122,7 +122,7 @@ TEST_F(AndroidCaptureTest, HostileRuleIdsAreOnlyText) {
 }
 
 TEST_F(AndroidCaptureTest, AnswersScreenQuestionsFromOneDump) {
-  adb_.show(test::recordedDump("launcher.xml"));
+  device_.show("launcher.xml");
   EXPECT_TRUE(
       AndroidCapture::screenHTML("emulator-5554").starts_with("<screen platform=\"android\">\n  <View "));
   EXPECT_TRUE(
@@ -131,26 +131,27 @@ TEST_F(AndroidCaptureTest, AnswersScreenQuestionsFromOneDump) {
             "Screen: Android\n"
             "Found 1 match(es) for \"phone\":\n"
             "  TextView \"Phone\" at (0,706) 96x94 center=(48,753) [BUTTON]");
-  EXPECT_THAT(adb_.calls(),
-              ElementsAre("[-s][emulator-5554][shell][uiautomator][dump][/sdcard/wyvlet_ui.xml]",
-                          "[-s][emulator-5554][shell][cat][/sdcard/wyvlet_ui.xml]"));
+  EXPECT_THAT(
+      device_.calls(),
+      ElementsAre(ElementsAre("-s", "emulator-5554", "shell", "uiautomator", "dump", "/sdcard/wyvlet_ui.xml"),
+                  ElementsAre("-s", "emulator-5554", "shell", "cat", "/sdcard/wyvlet_ui.xml")));
 }
 
 TEST_F(AndroidCaptureTest, AsksTheDeviceAgainAfterAnInput) {
-  adb_.show(test::recordedDump("launcher.xml"));
+  device_.show("launcher.xml");
   AndroidCapture::screenText(std::nullopt);
-  adb_.show(test::recordedDump("catalogue.xml"));
+  device_.show("catalogue.xml");
   AndroidCapture::forgetScreen();
   EXPECT_TRUE(
       AndroidCapture::screenText(std::nullopt).starts_with("Screen: Android\nVisible text (4 items):\n"));
 }
 
 TEST_F(AndroidCaptureTest, WithoutADeviceSaysSoEveryTime) {
-  adb_.disconnect();
+  device_.disconnect();
   EXPECT_EQ(AndroidCapture::screenHTML("emulator-5554"), kFailedDump);
   EXPECT_EQ(AndroidCapture::screenText("emulator-5554"), kFailedDump);
   EXPECT_EQ(AndroidCapture::findElement("OK", false, "emulator-5554"), kFailedDump);
-  EXPECT_EQ(adb_.calls().size(), 6U);
+  EXPECT_EQ(device_.calls().size(), 6U);
 }
 
 TEST_F(AndroidCaptureTest, WithoutADBSaysSo) {
@@ -159,10 +160,11 @@ TEST_F(AndroidCaptureTest, WithoutADBSaysSo) {
 }
 
 TEST_F(AndroidCaptureTest, AHostileSerialStaysOneArgument) {
-  adb_.show(test::recordedDump("launcher.xml"));
-  AndroidCapture::screenHTML("'; touch /tmp/x; echo $(id) \"`id`");
-  EXPECT_EQ(adb_.calls().front(),
-            "[-s]['; touch /tmp/x; echo $(id) \"`id`][shell][uiautomator][dump][/sdcard/wyvlet_ui.xml]");
+  device_.show("launcher.xml");
+  const std::string serial = "'; touch /tmp/x; echo $(id) \"`id`";
+  AndroidCapture::screenHTML(serial);
+  EXPECT_THAT(device_.calls().at(0),
+              ElementsAre("-s", serial, "shell", "uiautomator", "dump", "/sdcard/wyvlet_ui.xml"));
 }
 
 TEST_F(AndroidCaptureTest, ShellGivesTheOutputUntrimmedAndWithoutErrors) {

@@ -2,7 +2,7 @@
 
 #include "Android/AndroidCapture.h"
 #include "Android/UIDump.h"
-#include "Peers/StandInADB.h"
+#include "Peers/DeviceStandIn.h"
 
 namespace wyvlet {
 namespace {
