@@ -1,0 +1,54 @@
+#include <gtest/gtest.h>
+
+#include <future>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "Client/ClientQueue.h"
+#include "Unit/Client/LogCapture.h"
+
+namespace wyvlet {
+namespace {
+
+TEST(ClientQueue, RunsWorkInOrderOnOneThread) {
+  ClientQueue queue;
+  std::vector<int> order;
+  std::vector<std::thread::id> threads;
+  std::promise<void> done;
+  for (int i = 0; i < 100; ++i) {
+    queue.post([&, i] {
+      order.push_back(i);
+      threads.push_back(std::this_thread::get_id());
+    });
+  }
+  queue.post([&] { done.set_value(); });
+  done.get_future().wait();
+  for (std::size_t i = 0; i < 100; ++i) {
+    EXPECT_EQ(order[i], static_cast<int>(i));
+    EXPECT_EQ(threads[i], threads[0]);
+    EXPECT_NE(threads[i], std::this_thread::get_id());
+  }
+}
+
+TEST(ClientQueue, WorkMayAddWork) {
+  ClientQueue queue;
+  std::promise<void> done;
+  queue.post([&] { queue.post([&] { done.set_value(); }); });
+  done.get_future().wait();
+}
+
+TEST(ClientQueue, GoesOnAfterAnException) {
+  test::LogCapture log;
+  ClientQueue queue;
+  std::promise<void> done;
+  queue.post([] { throw std::runtime_error("out of luck"); });
+  queue.post([&] { done.set_value(); });
+  done.get_future().wait();
+  EXPECT_TRUE(log.waitFor("[wyvlet] Network callback failed: out of luck"));
+}
+
+TEST(ClientQueue, IsFreeToEndUnused) { const ClientQueue queue; }
+
+}  // namespace
+}  // namespace wyvlet
