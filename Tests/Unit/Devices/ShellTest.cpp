@@ -51,7 +51,7 @@ TEST(Shell, ACommandThatRunsOutOfTimeAnswersWhatItHadWritten) {
   const auto result = runShell(ProcessRunner::system(), "echo before; sleep 60; echo after", 0.3);
   EXPECT_TRUE(result.timedOut);
   EXPECT_EQ(result.output, "before");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(20));
 }
 
 TEST(Shell, MegabytesArriveWhole) {
