@@ -194,7 +194,23 @@ class Client {
 struct Measurement {
   std::vector<double> requestsPerSecond;  // one for each block
   std::vector<double> milliseconds;       // one for each request
+  double serverSeconds = 0;               // of processor time
 };
+
+/// The processor time that a process and its children have used so far.
+double processorSeconds(pid_t pid) {
+  const auto folder = "/proc/" + std::to_string(pid);
+  std::ifstream stat(folder + "/stat");
+  std::string field;
+  double ticks = 0;
+  for (int i = 1; i <= 15 && stat >> field; ++i) {
+    if (i >= 14) ticks += std::atof(field.c_str());
+  }
+  double seconds = ticks / static_cast<double>(::sysconf(_SC_CLK_TCK));
+  std::ifstream children(folder + "/task/" + std::to_string(pid) + "/children");
+  for (pid_t child = 0; children >> child;) seconds += processorSeconds(child);
+  return seconds;
+}
 
 void runClients(int port, std::size_t expectedBytes, int count, std::vector<double>& milliseconds) {
   std::vector<Client> clients;
@@ -211,7 +227,8 @@ void runClients(int port, std::size_t expectedBytes, int count, std::vector<doub
   }
 }
 
-void measureBlock(int port, std::size_t expectedBytes, Measurement& measurement) {
+void measureBlock(pid_t server, int port, std::size_t expectedBytes, Measurement& measurement) {
+  const double before = processorSeconds(server);
   std::vector<std::vector<double>> milliseconds(kClientThreads);
   std::vector<std::thread> threads;
   const auto begin = Clock::now();
@@ -226,6 +243,7 @@ void measureBlock(int port, std::size_t expectedBytes, Measurement& measurement)
     measurement.milliseconds.insert(measurement.milliseconds.end(), samples.begin(), samples.end());
   }
   measurement.requestsPerSecond.push_back(requests / seconds);
+  measurement.serverSeconds += processorSeconds(server) - before;
 }
 
 std::string nginxConfiguration(const std::string& folder, int port, const std::string& body) {
@@ -272,11 +290,13 @@ int main(int argc, char** argv) {
 
     Measurement ours, theirs;
     for (int i = 0; i < blocks; ++i) {
-      measureBlock(serverPort, ourAnswer.size(), ours);
-      measureBlock(nginxPort, nginxAnswer.size(), theirs);
+      measureBlock(server.pid(), serverPort, ourAnswer.size(), ours);
+      measureBlock(nginx.pid(), nginxPort, nginxAnswer.size(), theirs);
     }
     for (const auto& [name, measurement] : {std::pair{"ours", &ours}, {"nginx", &theirs}}) {
-      std::fprintf(stderr, "%s: p50 %.2f ms, p99 %.2f ms, longest %.1f ms; blocks:", name,
+      std::fprintf(stderr, "%s: %.1f us of the server's processor time a request; ", name,
+                   measurement->serverSeconds * 1e6 / static_cast<double>(measurement->milliseconds.size()));
+      std::fprintf(stderr, "p50 %.2f ms, p99 %.2f ms, longest %.1f ms; blocks:",
                    percentile(measurement->milliseconds, 0.5), percentile(measurement->milliseconds, 0.99),
                    percentile(measurement->milliseconds, 1));
       for (const double rate : measurement->requestsPerSecond) std::fprintf(stderr, " %.0f", rate);
