@@ -160,6 +160,11 @@ class RecordDecoder {
   };
 
   template <class Record, std::size_t I>
+  static bool readField(RecordDecoder& decoder, void* record) {
+    return decoder.read(static_cast<Record*>(record)->*std::get<I>(Record::fields).member);
+  }
+
+  template <class Record, std::size_t I>
   using FieldType =
       std::remove_reference_t<decltype(std::declval<Record>().*std::get<I>(Record::fields).member)>;
 
@@ -171,9 +176,7 @@ class RecordDecoder {
   struct TableOf<Record, std::index_sequence<I...>> {
     static_assert(sizeof...(I) <= 64, "the set of fields is one word");
     static constexpr std::array fields = {
-        FieldReader{.key = std::get<I>(Record::fields).key, .read = [](RecordDecoder& decoder, void* record) {
-                      return decoder.read(static_cast<Record*>(record)->*std::get<I>(Record::fields).member);
-                    }}...};
+        FieldReader{.key = std::get<I>(Record::fields).key, .read = &RecordDecoder::readField<Record, I>}...};
     static constexpr std::uint64_t required =
         ((std::uint64_t{!kIsOptional<FieldType<Record, I>>} << I) | ...);
   };
