@@ -9,6 +9,7 @@ namespace wyvlet {
 namespace {
 
 constexpr std::size_t kReadBytes = 65536;
+constexpr long long kLongestPollMilliseconds = 3'600'000;
 
 /// Where the descriptors that are always polled stand in the list; the connections follow.
 constexpr std::size_t kWakeAt = 0;
@@ -37,8 +38,11 @@ void HTTPListener::stop() {
 
 void HTTPListener::serve(Descriptor listeningSocket) {
   listening_ = std::move(listeningSocket);
+  now_ = std::chrono::steady_clock::now();
   while (!stopping_) {
-    waitForEvents();
+    std::erase_if(connections_, [](const auto& c) { return c->stage() == HTTPConnection::Stage::Closed; });
+    admitLargeRequests();
+    waitForEvents(preparePoll());
     handleEvents();
   }
   listening_.close();
@@ -60,13 +64,9 @@ void HTTPListener::admitLargeRequests() {
   }
 }
 
-void HTTPListener::waitForEvents() {
-  now_ = std::chrono::steady_clock::now();
-  std::erase_if(connections_, [](const auto& c) { return c->stage() == HTTPConnection::Stage::Closed; });
-  admitLargeRequests();
+HTTPListener::Time HTTPListener::preparePoll() {
   const bool acceptsNow = !isCrowded() && now_ >= acceptAgain_;
   auto until = !isCrowded() && !acceptsNow ? acceptAgain_ : Time::max();
-
   // A negative descriptor is one that poll leaves out.
   polled_.clear();
   polled_.push_back({wakePipe_.readEnd.fd(), POLLIN, 0});
@@ -79,13 +79,16 @@ void HTTPListener::waitForEvents() {
     polled_.push_back({connection->fd(), connection->awaitedEvents(), 0});
     until = std::min(until, connection->deadline(isCrowded()));
   }
+  return until;
+}
 
+void HTTPListener::waitForEvents(Time until) {
   int milliseconds = -1;
   if (until != Time::max()) {
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until - now_).count();
-    milliseconds = static_cast<int>(std::clamp<long long>(wait, 0, 3600 * 1000));
+    milliseconds = static_cast<int>(std::clamp<long long>(wait, 0, kLongestPollMilliseconds));
   }
-  // A failed poll has brought no events, and the deadlines are still looked at.
+  // A poll that failed has brought no events, and the deadlines are still looked at.
   const bool failed = ::poll(polled_.data(), static_cast<nfds_t>(polled_.size()), milliseconds) < 0;
   if (failed && errno != EINTR) std::this_thread::sleep_for(limits_.shortagePause);
   now_ = std::chrono::steady_clock::now();

@@ -67,7 +67,9 @@ class HTTPListener {
   bool isCrowded() const { return connections_.size() >= limits_.open; }
   bool isHeldBack(const HTTPConnection& connection) const;
   void admitLargeRequests();
-  void waitForEvents();
+  /// Fills `polled_`, a row for each connection in order, and returns the earliest deadline.
+  Time preparePoll();
+  void waitForEvents(Time until);
   void handleEvents();
   void handleAnswers() EXCLUDES(mutex_);
   void acceptConnections();
