@@ -34,7 +34,7 @@ AndroidScreen& screen() {
   return screen;
 }
 
-CaptureFile::Capture capture() { return captureFile().read(capturePath(), system_clock::now()); }
+ParsedCapture capture() { return captureFile().read(capturePath(), system_clock::now()); }
 
 BridgeFiles bridgeFiles() { return {.capture = capturePath(), .commands = commandsPath()}; }
 

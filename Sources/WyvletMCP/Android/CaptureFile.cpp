@@ -22,7 +22,9 @@ bool isSettled(const FileStamp& stamp, std::chrono::system_clock::time_point now
   return now.time_since_epoch() - changed > step;
 }
 
-CaptureFile::Capture parseCapture(std::string_view text) {
+}  // namespace
+
+ParsedCapture parseCapture(std::string_view text) {
   json::parse_options options;
   options.max_depth = kMaxJSONDepth;
   json::error_code error;
@@ -34,9 +36,7 @@ CaptureFile::Capture parseCapture(std::string_view text) {
   return {std::move(document), capture};
 }
 
-}  // namespace
-
-CaptureFile::Capture CaptureFile::read(const std::string& path, std::chrono::system_clock::time_point now) {
+ParsedCapture CaptureFile::read(const std::string& path, std::chrono::system_clock::time_point now) {
   const MutexLock lock(mutex_);
   if (stamp_ && path == path_ && fileStamp(path) == stamp_) return capture_;
   stamp_.reset();

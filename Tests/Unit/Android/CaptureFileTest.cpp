@@ -19,7 +19,7 @@ using std::chrono::system_clock;
 
 class CaptureFileTest : public ::testing::Test {
  protected:
-  CaptureFile::Capture read(milliseconds later = std::chrono::hours(1)) {
+  ParsedCapture read(milliseconds later = std::chrono::hours(1)) {
     return file_.read(bridge_.capturePath(), system_clock::now() + later);
   }
 
