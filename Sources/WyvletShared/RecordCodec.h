@@ -13,7 +13,8 @@ namespace wyvlet {
 /// integral number such as 200.0 is an integer, 200.5 is not; null is absence for an optional field
 /// and a failure for a required one; unknown keys are ignored. The reason of a failure is one line
 /// that names the record, the field and what was wrong, whatever the input holds. Never throws.
-/// Any thread. Defined for every record of this library and for vectors of them.
+/// Any thread. Defined for every record of this library, and for a vector of TransferableQAResult,
+/// which is the one list that travels by itself.
 template <class Record>
 Result<Record> decodeRecord(std::string_view json, DateEpoch epoch = DateEpoch::Unix1970);
 

@@ -121,12 +121,26 @@ class RecordDecoder {
 
   template <class T>
   bool read(std::vector<T>& list) {
-    if (reader_.kind() != JSONReader::Kind::List) return fail("expected a list");
     list.clear();
+    return readElements(&RecordDecoder::readElement<T>, &list);
+  }
+
+  template <class T>
+  static bool readElement(RecordDecoder& decoder, void* list) {
+    return decoder.read(static_cast<std::vector<T>*>(list)->emplace_back());
+  }
+
+  /// Like the loop over an object's members below, compiled once for all.
+  bool readElements(bool (*readNext)(RecordDecoder&, void* list), void* list) {
+    if (reader_.kind() != JSONReader::Kind::List) return fail("expected a list");
+    std::size_t index = 0;
     return reader_.readList([&] {
-      if (read(list.emplace_back())) return true;
-      path_.insert(0, "[" + std::to_string(list.size() - 1) + "]");
-      return false;
+      if (!readNext(*this, list)) {
+        path_.insert(0, "[" + std::to_string(index) + "]");
+        return false;
+      }
+      ++index;
+      return true;
     });
   }
 
@@ -228,10 +242,8 @@ Result<Record> decodeRecord(std::string_view json, DateEpoch epoch) {
   return result;
 }
 
-#define WYVLET_INSTANTIATE(Record)                                           \
-  template Result<Record> decodeRecord<Record>(std::string_view, DateEpoch); \
-  template Result<std::vector<Record>> decodeRecord<std::vector<Record>>(std::string_view, DateEpoch);
-
+#define WYVLET_INSTANTIATE(Record) template Result<Record> decodeRecord<Record>(std::string_view, DateEpoch);
 WYVLET_FOR_EVERY_RECORD(WYVLET_INSTANTIATE)
+WYVLET_INSTANTIATE(std::vector<TransferableQAResult>)
 
 }  // namespace wyvlet

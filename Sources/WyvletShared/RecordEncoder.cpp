@@ -88,10 +88,8 @@ std::string encodeRecord(const Record& record, DateEpoch epoch) {
   return encoder.take();
 }
 
-#define WYVLET_INSTANTIATE(Record)                                     \
-  template std::string encodeRecord<Record>(const Record&, DateEpoch); \
-  template std::string encodeRecord<std::vector<Record>>(const std::vector<Record>&, DateEpoch);
-
+#define WYVLET_INSTANTIATE(Record) template std::string encodeRecord<Record>(const Record&, DateEpoch);
 WYVLET_FOR_EVERY_RECORD(WYVLET_INSTANTIATE)
+WYVLET_INSTANTIATE(std::vector<TransferableQAResult>)
 
 }  // namespace wyvlet

@@ -213,16 +213,22 @@ TEST(RecordDecoder, ReasonTellsThePathToTheInnermostRecord) {
                                     with(kLogEntry, "line", "-1") + "]}"),
       "TransferableLogEntry.line: expected an integer of 0 or more (in LenientSyncPayload.logEntries[2])");
   EXPECT_EQ(
-      reasonFor<std::vector<TransferableMockRule>>("[" + with(kMockRule, "matchPattern", "{\"mode\":1}") +
-                                                   "]"),
-      "TransferableURLMatchPattern.mode: expected text (in list of TransferableMockRule[0].matchPattern)");
+      reasonFor<LenientRulesState>(R"({"mockRules":[)" + with(kMockRule, "matchPattern", "{\"mode\":1}") +
+                                   "]}"),
+      "TransferableURLMatchPattern.mode: expected text (in LenientRulesState.mockRules[0].matchPattern)");
   EXPECT_EQ(reasonFor<MarkQACommand>(R"({"itemId":")" + std::string(kID) + R"(","requestIds":[")" +
                                      std::string(kID) + R"(",null]})"),
             "MarkQACommand.requestIds[1]: expected a UUID");
   EXPECT_EQ(reasonFor<LenientSyncPayload>(R"({"qaState":{"results":[7]}})"),
             "LenientQAState.results[0]: expected an object (in LenientSyncPayload.qaState)");
-  EXPECT_EQ(reasonFor<std::vector<Coords>>(R"([{"x":1,"y":2},[]])"), "list of Coords[1]: expected an object");
-  EXPECT_EQ(reasonFor<std::vector<Coords>>("{}"), "list of Coords: expected a list");
+}
+
+TEST(RecordDecoder, ListThatTravelsByItself) {
+  using List = std::vector<TransferableQAResult>;
+  EXPECT_EQ(reasonFor<List>("{}"), "list of TransferableQAResult: expected a list");
+  EXPECT_EQ(reasonFor<List>("[[]]"), "list of TransferableQAResult[0]: expected an object");
+  EXPECT_EQ(reasonFor<List>("[{}]"), "TransferableQAResult.id: missing (in list of TransferableQAResult[0])");
+  EXPECT_EQ(reasonFor<List>("["), "list of TransferableQAResult: not valid JSON: unexpected end at byte 1");
 }
 
 TEST(RecordDecoder, ReasonNeverRepeatsTheInput) {

@@ -29,7 +29,7 @@ TEST(RecordEncoder, ReplayBodyIsBase64OrAbsent) {
 
 TEST(RecordEncoder, RecordsWithoutAnyValueAreEmptyObjects) {
   EXPECT_EQ(encodeRecord(LenientSyncPayload()), "{}");
-  EXPECT_EQ(encodeRecord(std::vector<Coords>()), "[]");
+  EXPECT_EQ(encodeRecord(std::vector<TransferableQAResult>()), "[]");
 }
 
 TEST(RecordEncoder, DatesCountFromTheGivenEpoch) {
