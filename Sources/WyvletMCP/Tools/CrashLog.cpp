@@ -49,11 +49,6 @@ std::optional<std::string> newestCrashFile(const std::string& directory) {
   return newest->second;
 }
 
-bool exists(const std::string& path) {
-  std::error_code error;
-  return std::filesystem::exists(std::filesystem::symlink_status(path, error));
-}
-
 bool isPlain(std::string_view character) {
   if (character.size() != 1) return false;
   const char c = character.front();
@@ -63,14 +58,12 @@ bool isPlain(std::string_view character) {
 }  // namespace
 
 std::string getCrashLog(const std::optional<std::string>& bundleId, const std::string& directory) {
-  std::optional<std::string> path;
   if (bundleId) {
-    path = directory + "/" + crashFileName(*bundleId);
-    if (!exists(*path)) path.reset();
+    if (auto report = readCrashFile(directory + "/" + crashFileName(*bundleId))) return *std::move(report);
   }
-  if (!path) path = newestCrashFile(directory);
-  const auto report = path ? readCrashFile(*path) : std::nullopt;
-  return report.value_or(std::string(kNoCrashLog));
+  const auto newest = newestCrashFile(directory);
+  auto report = newest ? readCrashFile(*newest) : std::nullopt;
+  return std::move(report).value_or(std::string(kNoCrashLog));
 }
 
 std::string crashFileName(std::string_view bundleId) {

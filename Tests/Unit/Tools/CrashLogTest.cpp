@@ -96,10 +96,11 @@ TEST_F(CrashLog, OtherNamesDoNotQualify) {
   EXPECT_EQ(getCrashLog(std::nullopt, folder), kNoCrashLog);
 }
 
-TEST_F(CrashLog, AnOwnFileThatIsUnreadableHidesTheOthers) {
-  // Another app's report under this app's name would send the agent after the wrong crash.
+TEST_F(CrashLog, AnOwnFileThatIsUnreadableCountsAsMissing) {
+  write("wyvlet_crash_app.json", R"({"reason":"ha)", 2);
+  write("wyvlet_crash_other.json", R"({"reason":"other"})", 1);
+  EXPECT_EQ(getCrashLog("app", folder), report("other"));
   write("wyvlet_crash_app.json", R"({"reason":"ha)");
-  write("wyvlet_crash_other.json", R"({"reason":"other"})");
   EXPECT_EQ(getCrashLog("app", folder), kNoCrashLog);
 }
 
@@ -123,7 +124,7 @@ TEST_F(CrashLog, OnlyRegularFilesOfModestSize) {
 
   write("wyvlet_crash_huge.json", "{}");
   fs::resize_file(folder + "/wyvlet_crash_huge.json", (16u << 20) + 1);
-  EXPECT_EQ(getCrashLog("huge", folder), kNoCrashLog);
+  EXPECT_EQ(getCrashLog("huge", folder), kNoCrashLog);  // and it is the newest of all
 }
 
 TEST_F(CrashLog, LargestFileThatIsRead) {
