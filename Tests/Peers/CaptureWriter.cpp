@@ -1,8 +1,10 @@
 #include "Peers/CaptureWriter.h"
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <string>
 #include <utility>
 
 namespace wyvlet::test {
@@ -53,7 +55,9 @@ std::string CaptureWriter::text() {
 }
 
 void CaptureWriter::write() {
-  const auto beside = capturePath() + ".new";
+  // The test and the thread that keeps the file fresh may write at the same time.
+  static std::atomic<unsigned> serial = 0;
+  const auto beside = capturePath() + ".new" + std::to_string(serial++);
   writeFile(beside, text());
   fs::rename(beside, capturePath());
 }
