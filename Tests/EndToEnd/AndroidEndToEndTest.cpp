@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -35,7 +36,6 @@ class Android : public ::testing::Test {
     device_.show("launcher.xml");
     server_.connect();
   }
-  ~Android() override { std::filesystem::remove_all(homeDirectoryOfTest()); }
 
   std::string call(std::string_view tool, json::object arguments = {}) {
     return server_.call(tool, std::move(arguments));
@@ -75,6 +75,10 @@ class Android : public ::testing::Test {
               "Screen: Android\nNo elements found matching \"people\"");
   }
 
+  /// Cleared when everything that works in it has ended.
+  struct Home {
+    ~Home() { std::filesystem::remove_all(homeDirectoryOfTest()); }
+  } home_;
   CaptureWriter bridge_{homeDirectoryOfTest()};
   DeviceStandIn device_{homeDirectoryOfTest()};
   ScriptedApp app_;
@@ -202,6 +206,31 @@ TEST_F(Android, HostileCapturesHarmNothing) {
   EXPECT_EQ(call("wyvlet_get_network_logs"),
             "No Android capture data available. Ensure wyvlet-bridge.py is running.");
   EXPECT_EQ(call("wyvlet_get_request_detail", {{"request_id", "r1"}}), "Request not found: r1");
+}
+
+TEST_F(Android, TensOfMegabytesAreNotParsedByEveryCall) {
+  json::array requests;
+  for (int i = 0; i < 40'000; ++i) {
+    requests.push_back(json::object{{"id", std::to_string(i)},
+                                    {"url", "https://shop.example/items"},
+                                    {"responseHeaders", {{"Content-Type", "application/json"}}},
+                                    {"responseBody", std::string(800, 'x')}});
+  }
+  bridge_.set("httpRequests", std::move(requests));
+  bridge_.write();
+  ASSERT_GT(std::filesystem::file_size(bridge_.capturePath()), 30'000'000U);
+  const auto timed = [this] {
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(
+        call("wyvlet_status"),
+        "Android bridge: CONNECTED\nPackage: com.example.shop\nNetwork requests: 40000\nLog entries: 0");
+    return std::chrono::steady_clock::now() - start;
+  };
+  const auto first = timed();
+  auto others = timed();
+  for (int i = 1; i < 20; ++i) others += timed();
+  // Twenty that each parsed it would take about twenty times as long as the first.
+  EXPECT_LT(others, first * 10);
 }
 
 TEST_F(Android, AfterEveryInputTheScreenIsReadAgain) {

@@ -70,7 +70,8 @@ bool matches(std::string_view label, std::string_view query, bool exact) {
 }
 
 bool matches(const UINode& node, std::string_view query, bool exact) {
-  return matches(node.label, query, exact) || matches(decodedEntities(node.label), query, exact);
+  if (matches(node.label, query, exact)) return true;
+  return node.label.find('&') != std::string::npos && matches(decodedEntities(node.label), query, exact);
 }
 
 }  // namespace
