@@ -240,7 +240,7 @@ ScriptedApp::ScriptedApp(LenientSyncPayload sync, std::uint16_t port) : sync_(st
     return;
   }
   listener_ = *std::move(listener);
-  threads_.emplace_back([this] { acceptLinks(); });
+  acceptor_ = std::thread([this] { acceptLinks(); });
 }
 
 ScriptedApp::~ScriptedApp() {
@@ -250,9 +250,8 @@ ScriptedApp::~ScriptedApp() {
     ending_ = true;
     for (const auto& link : links_) link->shutdown();
   }
-  // The acceptor adds threads until it ends, so it is joined first.
-  if (!threads_.empty()) threads_.front().join();
-  for (std::size_t i = 1; i < threads_.size(); ++i) threads_[i].join();
+  if (acceptor_.joinable()) acceptor_.join();
+  for (auto& thread : threads_) thread.join();
 }
 
 void ScriptedApp::acceptLinks() {

@@ -166,7 +166,8 @@ class ScriptedApp {
   std::map<std::string, Answer, std::less<>> answers_;
   std::map<std::string, std::deque<std::string>, std::less<>> commands_;
   std::vector<std::shared_ptr<CompanionConnection>> links_;
-  std::vector<std::thread> threads_;
+  std::vector<std::thread> threads_;  // one a link; the acceptor's until it has been joined
+  std::thread acceptor_;
   bool ending_ = false;
 };
 
