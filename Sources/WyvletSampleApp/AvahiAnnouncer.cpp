@@ -98,15 +98,7 @@ class AvahiAnnouncer final : public Announcer {
   /// "" or why there is no daemon.
   std::string start() {
     if (poll_ == nullptr) return "out of memory";
-    int error = AVAHI_OK;
-    // Without "no fail" a daemon that is restarted later would not be found again.
-    client_ = avahi_.clientNew(
-        avahi_.pollGet(poll_), AVAHI_CLIENT_NO_FAIL,
-        [](AvahiClient* client, AvahiClientState state, void* self) {
-          static_cast<AvahiAnnouncer*>(self)->stateChanged(client, state);
-        },
-        this, &error);
-    if (client_ == nullptr) return avahi_.strerror(error);
+    if (const int error = makeClient(); error != AVAHI_OK) return avahi_.strerror(error);
     if (avahi_.clientState(client_) == AVAHI_CLIENT_CONNECTING) return "no Avahi daemon runs";
     isRunning_ = avahi_.pollStart(poll_) == 0;
     return isRunning_ ? "" : "no thread for Avahi";
@@ -116,11 +108,24 @@ class AvahiAnnouncer final : public Announcer {
     avahi_.pollLock(poll_);
     name_ = name;
     port_ = port;
-    if (avahi_.clientState(client_) == AVAHI_CLIENT_S_RUNNING) enter();
+    // Without a client the bus has gone, which has been logged.
+    if (client_ != nullptr && avahi_.clientState(client_) == AVAHI_CLIENT_S_RUNNING) enter();
     avahi_.pollUnlock(poll_);
   }
 
  private:
+  int makeClient() {
+    int error = AVAHI_OK;
+    // With "no fail" a client waits for a daemon that is not there, as after a restart.
+    client_ = avahi_.clientNew(
+        avahi_.pollGet(poll_), AVAHI_CLIENT_NO_FAIL,
+        [](AvahiClient* client, AvahiClientState state, void* self) {
+          static_cast<AvahiAnnouncer*>(self)->stateChanged(client, state);
+        },
+        this, &error);
+    return client_ == nullptr ? error : AVAHI_OK;
+  }
+
   void stateChanged(AvahiClient* client, AvahiClientState state) {
     client_ = client;  // the first call comes before the client has been handed out
     switch (state) {
@@ -132,12 +137,17 @@ class AvahiAnnouncer final : public Announcer {
         // The host's own name is changing; the entries follow it when the daemon runs again.
         if (group_ != nullptr) avahi_.groupReset(group_);
         break;
-      case AVAHI_CLIENT_CONNECTING:
-        // The daemon is gone, and the entries with it.
-        if (group_ != nullptr) avahi_.groupFree(std::exchange(group_, nullptr));
-        break;
-      case AVAHI_CLIENT_FAILURE: failed(avahi_.clientErrno(client)); break;
+      case AVAHI_CLIENT_CONNECTING: break;
+      case AVAHI_CLIENT_FAILURE: connectAnew(avahi_.clientErrno(client)); break;
     }
+  }
+
+  /// A client whose daemon has gone stays dead, and its entries with it.
+  void connectAnew(int reason) {
+    if (reason != AVAHI_ERR_DISCONNECTED) return failed(reason);
+    if (group_ != nullptr) avahi_.groupFree(std::exchange(group_, nullptr));
+    avahi_.clientFree(std::exchange(client_, nullptr));
+    if (const int error = makeClient(); error != AVAHI_OK) failed(error);
   }
 
   void enter() {
