@@ -30,8 +30,8 @@ LogCapture::LogCapture() {
 LogCapture::~LogCapture() {
   // The last writer goes with this, which ends the reader.
   ::dup2(saved_, STDERR_FILENO);
-  ::close(saved_);
   thread_.join();
+  ::close(saved_);
   ::close(reader_);
 }
 
@@ -48,8 +48,11 @@ void LogCapture::read() {
       auto line = rest.substr(begin, end - begin);
       if (line + '\n' == kMark) {
         ++marksRead_;
-      } else {
+      } else if (line.starts_with("[wyvlet] ")) {
         lines_.push_back(std::move(line));
+      } else {
+        line += '\n';
+        if (::write(saved_, line.data(), line.size()) < 0) std::abort();
       }
     }
     rest.erase(0, begin);

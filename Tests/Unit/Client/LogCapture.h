@@ -13,7 +13,8 @@ namespace wyvlet::test {
 /// How long a test waits for something that must come; long, because sanitizers are slow.
 inline constexpr double kPatience = 30.0;
 
-/// Stands in for standard error while it lives, and reads on so that no line is ever dropped.
+/// Stands in for standard error while it lives, and reads on so that no line is ever dropped. What
+/// does not come from the client, such as a sanitizer's report, is passed on.
 class LogCapture {
  public:
   LogCapture();

@@ -7,12 +7,22 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdlib>
 #include <stdexcept>
 
 #include "Unit/Client/LogCapture.h"
 
 namespace wyvlet::test {
+namespace {
+
+#ifdef MSG_NOSIGNAL
+constexpr int kSendFlags = MSG_NOSIGNAL;
+#else
+constexpr int kSendFlags = 0;
+#endif
+
+}  // namespace
 
 RawPeer::RawPeer(Family family, int backlog) {
   const bool isV6 = family == Family::IPv6;
@@ -56,7 +66,7 @@ bool RawPeer::accept() {
 
 bool RawPeer::send(std::string_view bytes) {
   while (!bytes.empty()) {
-    const auto sent = ::send(link_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const auto sent = ::send(link_, bytes.data(), bytes.size(), kSendFlags);
     if (sent <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(sent));
   }

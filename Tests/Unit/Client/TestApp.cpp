@@ -13,19 +13,19 @@ TestApp::TestApp(std::optional<LenientSyncPayload> greeting) : greeting_(std::mo
   auto listener = CompanionListener::listen(0);
   if (!listener) throw std::runtime_error(listener.reason());
   listener_ = *std::move(listener);
-  threads_.emplace_back([this] { accept(); });
+  acceptor_ = std::thread([this] { accept(); });
 }
 
 TestApp::~TestApp() {
   listener_->shutdown();
-  threads_.front().join();
+  acceptor_.join();
   {
     const std::lock_guard lock(mutex_);
     for (const auto& link : links_) {
       if (link.connection) link.connection->shutdown();
     }
   }
-  for (std::size_t i = 1; i < threads_.size(); ++i) threads_[i].join();
+  for (auto& thread : threads_) thread.join();
 }
 
 void TestApp::accept() {

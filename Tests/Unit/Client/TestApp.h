@@ -77,7 +77,8 @@ class TestApp {
   std::vector<Link> links_;
   std::map<std::string, std::function<void()>> answers_;
   std::vector<Command> commands_;
-  std::vector<std::thread> threads_;  // the acceptor, then one for each link
+  std::vector<std::thread> threads_;  // one for each link
+  std::thread acceptor_;
 };
 
 /// A frame that holds one registered message, as an app sends it.

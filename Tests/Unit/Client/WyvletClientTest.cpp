@@ -4,9 +4,11 @@
 
 #include <atomic>
 #include <boost/json.hpp>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <future>
@@ -88,13 +90,7 @@ class Client : public ::testing::Test {
 // ---- Connecting directly ----
 
 TEST_F(Client, StartsNothing) {
-  const auto threads = [] {
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks));
-  };
-  const auto before = threads();
   const WyvletClient client;
-  EXPECT_EQ(threads(), before);
   EXPECT_FALSE(client.isConnected());
   EXPECT_FALSE(client.hasSynced());
   EXPECT_FALSE(client.isReady());
@@ -102,6 +98,18 @@ TEST_F(Client, StartsNothing) {
   EXPECT_FALSE(client.snapshot().isConnected);
   EXPECT_THAT(log_.lines(), IsEmpty());
 }
+
+#if defined(__linux__)
+TEST_F(Client, HasNoThreadBeforeItIsUsed) {
+  const auto threads = [] {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return std::distance(begin(tasks), end(tasks));
+  };
+  const auto before = threads();
+  const WyvletClient client;
+  EXPECT_EQ(threads(), before);
+}
+#endif
 
 TEST_F(Client, ConnectsDirectlyAndWaitsForTheSync) {
   LenientSyncPayload sync = syncOf("Trips");
@@ -283,7 +291,7 @@ TEST_F(Client, ALinkThatBreaksInsideABodyIsConnectedButNotReady) {
   EXPECT_TRUE(client_.hasSynced());
   EXPECT_FALSE(client_.isReady());
   EXPECT_EQ(client_.requestScreenText(kShort), "Screen text timed out");
-  EXPECT_TRUE(log_.waitFor("[wyvlet] Send error: Transport endpoint is not connected"));
+  EXPECT_TRUE(log_.waitFor("[wyvlet] Send error: " + std::string(std::strerror(ENOTCONN))));
   TestApp restarted(syncOf("Again"));
   EXPECT_TRUE(connect(restarted));
   EXPECT_TRUE(client_.isReady());
