@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
 #include "Inspector/Browser.h"
@@ -237,6 +239,33 @@ TEST_F(Inspector, SwitchesBetweenLightAndDark) {
   EXPECT_NE(light, dark);
   click("theme");
   EXPECT_EQ(light, browser->text("getComputedStyle(document.body).backgroundColor"));
+}
+
+TEST_F(Inspector, ShowsAnAndroidCapture) {
+  const auto folder = homeDirectoryOfTest() + "/.wyvletqa";
+  std::filesystem::create_directories(folder);
+  // A clock that is ahead keeps the capture fresh for as long as the test runs.
+  std::ofstream(folder + "/android-capture.json")
+      << R"({"connected": true, "package": "com.example.travel", "timestamp": 99999999999999,)"
+      << R"("httpRequests": [{"id": "r-1", "url": "https://api.example.com/old", "method": "GET", "statusCode": 200,)"
+      << R"("duration": 12}, {"id": "r-2", "url": "https://api.example.com/new", "method": "POST"}],)"
+      << R"("logEntries": [{"level": "WARN", "tag": "Booking", "message": "<b>late</b>"}]})";
+  Server server;
+  ASSERT_TRUE(waitForPort(8686));
+  open();
+  expectState("Android");
+  expectShown("summary", "Android bridge: CONNECTED · com.example.travel");
+  expectShown("requests-table", "https://api.example.com/new");
+  EXPECT_EQ("POST 0 0 ms https://api.example.com/new",
+            browser->text("[...$('requests-table').tBodies[0].rows[0].cells].slice(0, 4)"
+                          ".map(cell => cell.textContent).join(' ')"));
+  click("tab-logs");
+  expectShown("logs-table", "<b>late</b>");
+  click("tab-timeline");
+  expectShown("timeline-empty", "An Android capture does not tell.");
+  click("tab-rules");
+  expectShown("rules-list", "An Android capture does not tell.");
+  std::filesystem::remove_all(folder);
 }
 
 /// An app all of whose texts try to become part of the page.

@@ -37,7 +37,7 @@ class HTTPListener {
     /// Requests may grow beyond `smallRequest` bytes only `largeRequests` at a time; further ones are
     /// read on when their turn comes. This bounds the memory that clients can fill.
     std::size_t smallRequest = std::size_t{1} << 20;
-    std::size_t largeRequests = 8;
+    std::size_t largeRequests = 4;
     HTTPPatience patience;
     HTTPPatience::Duration idleWorkerLife = std::chrono::seconds(10);
     HTTPPatience::Duration shortagePause = std::chrono::milliseconds(100);  ///< when the system runs short

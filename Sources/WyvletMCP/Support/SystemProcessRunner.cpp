@@ -177,7 +177,7 @@ StringVector environmentWith(const std::vector<std::pair<std::string, std::strin
         std::any_of(changes.begin(), changes.end(), [&](const auto& change) { return change.first == name; });
     if (!replaced) result.add(std::string(text));
   }
-  for (const auto& [name, value] : changes) result.add(name + "=" + value);
+  for (const auto& [name, value] : changes) result.add(std::string(name).append("=").append(value));
   return result;
 }
 
