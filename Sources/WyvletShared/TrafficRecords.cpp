@@ -1,16 +1,18 @@
 #include "WyvletShared/TrafficRecords.h"
 
 #include <array>
+#include <charconv>
 #include <cmath>
-#include <cstdio>
 
 namespace wyvlet {
 namespace {
 
+/// As "%.1f" and the like write it, whatever the locale.
 std::string fixed(double value, int decimals) {
-  std::array<char, 400> text{};  // the longest finite double has 309 digits before the point
-  const int length = std::snprintf(text.data(), text.size(), "%.*f", decimals, value);
-  return std::string(text.data(), static_cast<std::size_t>(length));
+  std::array<char, 400> text;  // the longest double has 309 digits before the point
+  const auto [end, error] =
+      std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::fixed, decimals);
+  return std::string(text.data(), end);
 }
 
 /// As the app's own byte counter does it, decimals that are zero are left out: "1 MB", "1.5 MB".
