@@ -15,6 +15,7 @@
 #include "HTTP/HTTPServer.h"
 #include "MCP/MCPServer.h"
 #include "Support/Environment.h"
+#include "Support/Memory.h"
 
 namespace {
 
@@ -56,6 +57,7 @@ int main(int argc, char** argv) {
   wyvlet::setProgramPath(argc > 0 ? argv[0] : nullptr);
   if (const auto status = wyvlet::handleCommandLine(argc, argv)) return *status;
 
+  wyvlet::shareOneMemoryPool();
   fillStandardDescriptors();
   const int answers = takeStandardOutput();
   std::signal(SIGPIPE, SIG_IGN);

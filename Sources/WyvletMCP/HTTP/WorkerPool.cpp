@@ -1,15 +1,10 @@
 #include "HTTP/WorkerPool.h"
 
-// The sanitizers bring an allocator of their own, beside which glibc's must not be touched.
-#if defined(__GLIBC__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-#include <malloc.h>
-#define WYVLET_CAN_TRIM_HEAP
-#endif
-
 #include <system_error>
 #include <thread>
 #include <utility>
 
+#include "Support/Memory.h"
 #include "Support/Threads.h"
 
 namespace wyvlet {
@@ -51,11 +46,7 @@ void WorkerPool::submit(std::function<void()> work) {
 void WorkerPool::runWorker() {
   nameThread("wyvlet-http-job");
   while (const auto work = nextWork()) work();
-#if defined(WYVLET_CAN_TRIM_HEAP)
-  // The C library keeps what its threads have freed; after one large request that would be most of
-  // the memory that the server ever holds.
-  ::malloc_trim(0);
-#endif
+  returnFreedMemory();
 }
 
 std::function<void()> WorkerPool::nextWork() {
