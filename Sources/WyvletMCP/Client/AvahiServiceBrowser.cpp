@@ -6,9 +6,11 @@
 #include <avahi-common/error.h>
 #include <avahi-common/simple-watch.h>
 #include <dlfcn.h>
+#include <poll.h>
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <string>
 #include <string_view>
@@ -25,6 +27,10 @@ using Clock = std::chrono::steady_clock;
 /// How long further addresses of an app are waited for after the first. One may be an address on
 /// which the app does not listen; the others come within milliseconds.
 constexpr std::chrono::milliseconds kMoreAddresses{200};
+
+/// For how many milliseconds loading the library is put off. It takes a processor and the dynamic
+/// loader's lock for a millisecond, just when the other threads start and the agent's first line comes.
+constexpr int kAgentFirst = 20;
 
 /// The library's functions. Loaded at the first search and not linked: it brings a dozen libraries
 /// with it that an answer to the agent should not wait for, and a machine may well be without it.
@@ -208,6 +214,11 @@ class AvahiSearch {
 }  // namespace
 
 std::optional<ServiceBrowser::Outcome> findApp(int cancelDescriptor) {
+  static std::atomic<bool> isLoading = false;
+  if (!isLoading.exchange(true)) {
+    pollfd cancelled{cancelDescriptor, POLLIN, 0};
+    ::poll(&cancelled, 1, kAgentFirst);  // a search that was cancelled meanwhile sees it by itself
+  }
   static const auto library = AvahiLibrary::load();
   if (!library) return Failure{library.reason()};
   return AvahiSearch(*library).run(cancelDescriptor);
