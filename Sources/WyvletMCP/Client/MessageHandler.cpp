@@ -93,16 +93,21 @@ std::optional<LenientSyncPayload> MessageHandler::handleMessage(CompanionMessage
       break;
     }
     case CompanionMessageType::eventHttpRequest:
-      if (auto request = decodeRecord<TransferableNetworkRequest>(payload))
-        cache_.append(*std::move(request));
+      if (auto request = decodeRecord<TransferableNetworkRequest>(payload)) {
+        cache_.append(*std::move(request), payload.size());
+      }
       break;
     case CompanionMessageType::eventWsConnection:
       if (auto connection = decodeRecord<TransferableWSConnection>(payload)) {
-        cache_.upsert(*std::move(connection));
+        if (!cache_.upsert(*std::move(connection), payload.size())) {
+          logLine(kClientTag, "Dropped a WebSocket event: the connections hold too much already");
+        }
       }
       break;
     case CompanionMessageType::eventLog:
-      if (auto entry = decodeRecord<TransferableLogEntry>(payload)) cache_.append(*std::move(entry));
+      if (auto entry = decodeRecord<TransferableLogEntry>(payload)) {
+        cache_.append(*std::move(entry), payload.size());
+      }
       break;
     case CompanionMessageType::eventEnvironmentChanged:
       if (auto state = decodeRecord<EnvironmentStatePayload>(payload)) {

@@ -5,7 +5,8 @@
 namespace wyvlet {
 namespace {
 
-/// A list that grows at its end and is read as an unchanging `RecordList`.
+/// A list that grows at its end and is read as an unchanging `RecordList`. Knows how large its streamed
+/// records are; those of a sync weigh nothing, they are bounded by the frame that brought them.
 template <class Record>
 class LiveList {
  public:
@@ -13,42 +14,71 @@ class LiveList {
 
   LiveList() = default;
   explicit LiveList(std::vector<Record> records) {
-    for (auto& record : records) items_.push_back(std::make_shared<const Record>(std::move(record)));
+    for (auto& record : records) kept_.push_back({std::make_shared<const Record>(std::move(record)), 0});
   }
 
-  std::size_t size() const { return items_.size(); }
-  const Record& operator[](std::size_t index) const { return *items_[index]; }
+  std::size_t size() const { return kept_.size(); }
+  const Record& operator[](std::size_t index) const { return *kept_[index].item; }
 
-  void append(Item item) {
-    items_.push_back(std::move(item));
+  /// Whether one of `bytes` fits in beside the others, or in the place of the one at `index`.
+  bool hasRoomFor(std::size_t bytes) const { return bytes_ + bytes <= StateCache::kMaxStreamedBytes; }
+  bool hasRoomFor(std::size_t bytes, std::size_t index) const {
+    return bytes_ - kept_[index].bytes + bytes <= StateCache::kMaxStreamedBytes;
+  }
+
+  void append(Item item, std::size_t bytes) {
+    kept_.push_back({std::move(item), bytes});
+    bytes_ += bytes;
     published_.reset();
   }
 
   /// Puts `item` at `index` and gives the former one back.
-  Item replace(std::size_t index, Item item) {
+  Item replace(std::size_t index, Item item, std::size_t bytes) {
     published_.reset();
-    return std::exchange(items_[index], std::move(item));
+    bytes_ += bytes - kept_[index].bytes;
+    return std::exchange(kept_[index], Kept{std::move(item), bytes}).item;
   }
 
   Item takeFirst() {
-    auto first = std::move(items_.front());
-    items_.pop_front();
+    auto first = std::move(kept_.front());
+    kept_.pop_front();
+    bytes_ -= first.bytes;
     published_.reset();
-    return first;
+    return std::move(first.item);
   }
 
   RecordList<Record> published() const {
     if (!published_) {
-      published_.emplace(
-          std::make_shared<const typename RecordList<Record>::Items>(items_.begin(), items_.end()));
+      typename RecordList<Record>::Items items;
+      items.reserve(kept_.size());
+      for (const auto& kept : kept_) items.push_back(kept.item);
+      published_.emplace(std::make_shared<const typename RecordList<Record>::Items>(std::move(items)));
     }
     return *published_;
   }
 
  private:
-  std::deque<Item> items_;
+  struct Kept {
+    Item item;
+    std::size_t bytes = 0;
+  };
+
+  std::deque<Kept> kept_;
+  std::size_t bytes_ = 0;
   mutable std::optional<RecordList<Record>> published_;  // nothing after a change
 };
+
+/// Adds what an event brought and takes out what there is no more room for, oldest first.
+template <class Record>
+[[nodiscard]] std::vector<std::shared_ptr<const Record>> appendBounded(LiveList<Record>& list,
+                                                                       std::shared_ptr<const Record> item,
+                                                                       std::size_t bytes) {
+  std::vector<std::shared_ptr<const Record>> dropped;
+  if (list.size() >= StateCache::kMaxStreamed) dropped.push_back(list.takeFirst());
+  while (list.size() > 0 && !list.hasRoomFor(bytes)) dropped.push_back(list.takeFirst());
+  list.append(std::move(item), bytes);
+  return dropped;
+}
 
 template <class Record>
 RecordList<Record> listOf(std::optional<std::vector<Record>>& records) {
@@ -106,36 +136,36 @@ void StateCache::swap(Contents& contents) {
 
 // What leaves the cache is destroyed after the lock has been released: the lock is declared last.
 
-void StateCache::append(TransferableNetworkRequest request) {
+void StateCache::append(TransferableNetworkRequest request, std::size_t bytes) {
   auto item = std::make_shared<const TransferableNetworkRequest>(std::move(request));
-  std::shared_ptr<const TransferableNetworkRequest> dropped;
+  std::vector<std::shared_ptr<const TransferableNetworkRequest>> dropped;
   MutexLock lock(mutex_);
-  auto& list = contents_->httpRequests;
-  if (list.size() >= kMaxStreamed) dropped = list.takeFirst();
-  list.append(std::move(item));
+  dropped = appendBounded(contents_->httpRequests, std::move(item), bytes);
 }
 
-void StateCache::append(TransferableLogEntry entry) {
+void StateCache::append(TransferableLogEntry entry, std::size_t bytes) {
   auto item = std::make_shared<const TransferableLogEntry>(std::move(entry));
-  std::shared_ptr<const TransferableLogEntry> dropped;
+  std::vector<std::shared_ptr<const TransferableLogEntry>> dropped;
   MutexLock lock(mutex_);
-  auto& list = contents_->logEntries;
-  if (list.size() >= kMaxStreamed) dropped = list.takeFirst();
-  list.append(std::move(item));
+  dropped = appendBounded(contents_->logEntries, std::move(item), bytes);
 }
 
-void StateCache::upsert(TransferableWSConnection connection) {
+bool StateCache::upsert(TransferableWSConnection connection, std::size_t bytes) {
   const auto id = connection.id;
   auto item = std::make_shared<const TransferableWSConnection>(std::move(connection));
   std::shared_ptr<const TransferableWSConnection> dropped;
   MutexLock lock(mutex_);
   auto& list = contents_->wsConnections;
-  const auto [known, isNew] = contents_->wsIndex.try_emplace(id, list.size());
-  if (isNew) {
-    list.append(std::move(item));
-  } else {
-    dropped = list.replace(known->second, std::move(item));
+  const auto known = contents_->wsIndex.find(id);
+  if (known != contents_->wsIndex.end()) {
+    if (!list.hasRoomFor(bytes, known->second)) return false;
+    dropped = list.replace(known->second, std::move(item), bytes);
+    return true;
   }
+  if (!list.hasRoomFor(bytes)) return false;
+  contents_->wsIndex.emplace(id, list.size());
+  list.append(std::move(item), bytes);
+  return true;
 }
 
 void StateCache::replaceEnvironments(EnvironmentStatePayload state) {

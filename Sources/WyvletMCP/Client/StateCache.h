@@ -23,6 +23,9 @@ class StateCache {
  public:
   /// How many requests and how many log entries events may pile up between two syncs.
   static constexpr std::size_t kMaxStreamed = 500;
+  /// How much, measured as it came, events may pile up in each of the lists of requests, log entries
+  /// and WebSocket connections between two syncs. No app comes near it unless it means harm.
+  static constexpr std::size_t kMaxStreamedBytes = 256 << 20;
 
   /// A full sync made ready to take the cache's place at once.
   class Contents;
@@ -36,10 +39,12 @@ class StateCache {
   /// Exchanges the contents; afterwards `contents` holds the former ones, to be dropped at leisure.
   void swap(Contents& contents) EXCLUDES(mutex_);
 
-  void append(TransferableNetworkRequest request) EXCLUDES(mutex_);
-  void append(TransferableLogEntry entry) EXCLUDES(mutex_);
-  /// Replaces the first connection with the same id in its place, or adds one.
-  void upsert(TransferableWSConnection connection) EXCLUDES(mutex_);
+  /// Adds what an event of `bytes` brought; the oldest go when it is one too many or too much.
+  void append(TransferableNetworkRequest request, std::size_t bytes) EXCLUDES(mutex_);
+  void append(TransferableLogEntry entry, std::size_t bytes) EXCLUDES(mutex_);
+  /// Replaces the first connection with the same id in its place, or adds one, however many there are.
+  /// False, and nothing changes, when it would be too much.
+  [[nodiscard]] bool upsert(TransferableWSConnection connection, std::size_t bytes) EXCLUDES(mutex_);
   void replaceEnvironments(EnvironmentStatePayload state) EXCLUDES(mutex_);
   void replaceQAResults(std::vector<TransferableQAResult> results) EXCLUDES(mutex_);
   void setCurrentScreen(std::string screen) EXCLUDES(mutex_);

@@ -63,6 +63,18 @@ TEST_F(Messages, EventsGoToTheCache) {
   EXPECT_EQ(snapshot.qaResults.size(), 3U);
 }
 
+TEST_F(Messages, AConnectionThatIsTooMuchIsDroppedWithALogLine) {
+  TransferableWSConnection connection;
+  connection.id = UUID::random();
+  ASSERT_TRUE(cache_.upsert(connection, StateCache::kMaxStreamedBytes));
+  connection.id = UUID::random();
+  handle(CompanionMessageType::eventWsConnection, encodeRecord(connection));
+  EXPECT_EQ(cache_.snapshot().wsConnections.size(), 1U);
+  const std::string dropped = "[wyvlet] Dropped a WebSocket event: the connections hold too much already";
+  ASSERT_TRUE(log_.waitFor(dropped));
+  EXPECT_THAT(log_.lines(), ElementsAre("[wyvlet] Received: eventWsConnection", dropped));
+}
+
 TEST_F(Messages, AnEnvironmentChangeWithoutEnvironmentsMeansNone) {
   const std::string full =
       R"({"environments":[{"id":"00000000-0000-0000-0000-000000000001","name":"A",)"

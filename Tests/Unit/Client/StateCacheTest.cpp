@@ -124,11 +124,11 @@ TEST(StateCache, ASyncWithoutAScreenMakesItUnknown) {
 
 TEST(StateCache, KeepsFiveHundredStreamedRequests) {
   StateCache cache;
-  for (int i = 0; i < 499; ++i) cache.append(request("/" + std::to_string(i)));
+  for (int i = 0; i < 499; ++i) cache.append(request("/" + std::to_string(i)), 100);
   EXPECT_EQ(cache.snapshot().httpRequests.size(), 499U);
-  cache.append(request("/499"));
+  cache.append(request("/499"), 100);
   EXPECT_EQ(cache.snapshot().httpRequests.size(), 500U);
-  cache.append(request("/500"));
+  cache.append(request("/500"), 100);
   const auto list = cache.snapshot().httpRequests;
   ASSERT_EQ(list.size(), 500U);
   EXPECT_EQ(list[0].path, "/1") << "the oldest goes";
@@ -137,7 +137,7 @@ TEST(StateCache, KeepsFiveHundredStreamedRequests) {
 
 TEST(StateCache, KeepsFiveHundredStreamedLogEntries) {
   StateCache cache;
-  for (int i = 0; i <= 500; ++i) cache.append(logEntry(std::to_string(i)));
+  for (int i = 0; i <= 500; ++i) cache.append(logEntry(std::to_string(i)), 100);
   const auto list = cache.snapshot().logEntries;
   ASSERT_EQ(list.size(), 500U);
   EXPECT_EQ(list[0].message, "1");
@@ -150,7 +150,7 @@ TEST(StateCache, ASyncMayBringMoreAndTheNextEventDropsOne) {
   payload.httpRequests = requests(800);
   sync(cache, std::move(payload));
   EXPECT_EQ(cache.snapshot().httpRequests.size(), 800U);
-  cache.append(request("/new"));
+  cache.append(request("/new"), 100);
   const auto list = cache.snapshot().httpRequests;
   ASSERT_EQ(list.size(), 800U);
   EXPECT_EQ(list[0].path, "/1");
@@ -161,9 +161,9 @@ TEST(StateCache, AKnownConnectionIsReplacedInItsPlace) {
   StateCache cache;
   const auto first = UUID::random();
   const auto second = UUID::random();
-  cache.upsert(connection(first, "open"));
-  cache.upsert(connection(second, "open"));
-  cache.upsert(connection(first, "closed"));
+  EXPECT_TRUE(cache.upsert(connection(first, "open"), 100));
+  EXPECT_TRUE(cache.upsert(connection(second, "open"), 100));
+  EXPECT_TRUE(cache.upsert(connection(first, "closed"), 100));
   const auto list = cache.snapshot().wsConnections;
   ASSERT_EQ(list.size(), 2U);
   EXPECT_EQ(list[0], connection(first, "closed"));
@@ -176,7 +176,7 @@ TEST(StateCache, OfTwinsInASyncTheFirstIsReplaced) {
   LenientSyncPayload payload;
   payload.wsConnections = {connection(UUID::random(), "other"), connection(id, "one"), connection(id, "two")};
   sync(cache, std::move(payload));
-  cache.upsert(connection(id, "new"));
+  EXPECT_TRUE(cache.upsert(connection(id, "new"), 100));
   const auto list = cache.snapshot().wsConnections;
   ASSERT_EQ(list.size(), 3U);
   EXPECT_EQ(list[1].status, "new");
@@ -185,8 +185,59 @@ TEST(StateCache, OfTwinsInASyncTheFirstIsReplaced) {
 
 TEST(StateCache, ConnectionsHaveNoCap) {
   StateCache cache;
-  for (int i = 0; i < 2000; ++i) cache.upsert(connection(UUID::random(), "open"));
+  for (int i = 0; i < 2000; ++i) EXPECT_TRUE(cache.upsert(connection(UUID::random(), "open"), 100));
   EXPECT_EQ(cache.snapshot().wsConnections.size(), 2000U);
+}
+
+TEST(StateCache, WhatIsTooMuchPushesTheOldestOut) {
+  constexpr std::size_t kHalf = StateCache::kMaxStreamedBytes / 2;
+  StateCache cache;
+  cache.append(request("/small"), 1);
+  cache.append(request("/half"), kHalf);
+  cache.append(request("/other-half"), kHalf);
+  auto list = cache.snapshot().httpRequests;
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0].path, "/half");
+  EXPECT_EQ(list[1].path, "/other-half");
+  cache.append(request("/one-more"), 1);
+  list = cache.snapshot().httpRequests;
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0].path, "/other-half");
+  EXPECT_EQ(list[1].path, "/one-more");
+  cache.append(logEntry("of a list of its own"), kHalf);
+  EXPECT_EQ(cache.snapshot().httpRequests.size(), 2U);
+}
+
+TEST(StateCache, OneThatIsTooMuchByItselfStaysAlone) {
+  StateCache cache;
+  cache.append(logEntry("small"), 1);
+  cache.append(logEntry("huge"), StateCache::kMaxStreamedBytes + 1);
+  ASSERT_EQ(cache.snapshot().logEntries.size(), 1U);
+  EXPECT_EQ(cache.snapshot().logEntries[0].message, "huge");
+}
+
+TEST(StateCache, ConnectionsThatAreTooMuchChangeNothing) {
+  constexpr std::size_t kMost = StateCache::kMaxStreamedBytes;
+  StateCache cache;
+  const auto first = UUID::random();
+  const auto second = UUID::random();
+  EXPECT_TRUE(cache.upsert(connection(first, "open"), kMost - 10));
+  EXPECT_FALSE(cache.upsert(connection(second, "open"), 11));
+  EXPECT_FALSE(cache.upsert(connection(first, "too much"), kMost + 1));
+  EXPECT_TRUE(cache.upsert(connection(second, "open"), 10));
+  EXPECT_TRUE(cache.upsert(connection(first, "shorter"), 1)) << "what it held before makes room";
+  EXPECT_TRUE(cache.upsert(connection(second, "longer"), kMost - 1));
+  const auto list = cache.snapshot().wsConnections;
+  ASSERT_EQ(list.size(), 2U);
+  EXPECT_EQ(list[0].status, "shorter");
+  EXPECT_EQ(list[1].status, "longer");
+}
+
+TEST(StateCache, ASyncMakesRoomForEvents) {
+  StateCache cache;
+  EXPECT_TRUE(cache.upsert(connection(UUID::random(), "open"), StateCache::kMaxStreamedBytes));
+  sync(cache, {});
+  EXPECT_TRUE(cache.upsert(connection(UUID::random(), "open"), StateCache::kMaxStreamedBytes));
 }
 
 TEST(StateCache, EnvironmentsChangeWithTheActiveOne) {
@@ -215,12 +266,12 @@ TEST(StateCache, QAResultsAreReplaced) {
 TEST(StateCache, ASnapshotNeverChanges) {
   StateCache cache;
   const auto socket = UUID::random();
-  cache.append(request("/before"));
-  cache.upsert(connection(socket, "open"));
+  cache.append(request("/before"), 100);
+  EXPECT_TRUE(cache.upsert(connection(socket, "open"), 100));
   const auto before = cache.snapshot();
   const auto* record = &before.httpRequests[0];
-  cache.append(request("/after"));
-  cache.upsert(connection(socket, "closed"));
+  cache.append(request("/after"), 100);
+  EXPECT_TRUE(cache.upsert(connection(socket, "closed"), 100));
   cache.setCurrentScreen("Elsewhere");
   EXPECT_EQ(before.httpRequests.size(), 1U);
   EXPECT_EQ(before.wsConnections[0].status, "open");
@@ -245,8 +296,8 @@ TEST(StateCache, ReadersWorkWhileTheQueueWrites) {
     });
   }
   for (int i = 0; i < 2000; ++i) {
-    cache.append(request("/" + std::to_string(i)));
-    cache.upsert(connection(UUID::random(), "open"));
+    cache.append(request("/" + std::to_string(i)), 100);
+    EXPECT_TRUE(cache.upsert(connection(UUID::random(), "open"), 100));
     cache.setCurrentScreen(std::to_string(i));
     if (i % 100 != 0) continue;
     LenientSyncPayload payload;
