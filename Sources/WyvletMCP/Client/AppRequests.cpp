@@ -10,8 +10,6 @@
 namespace wyvlet {
 namespace {
 
-constexpr std::string_view kNotConnected = "Wyvlet not connected";
-
 /// How long the screen's text may take when it stands in for its HTML.
 constexpr double kFallbackTimeout = 3.0;
 

@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,6 +15,9 @@
 #include "WyvletShared/TrafficRecords.h"
 
 namespace wyvlet {
+
+/// What agents read instead of an answer while no app is there.
+inline constexpr std::string_view kNotConnected = "Wyvlet not connected";
 
 /// An unchanging list of records. Copying one copies a pointer, never a record, and the records
 /// stay valid for as long as any copy is held, whatever the cache does meanwhile.

@@ -14,9 +14,6 @@
 
 namespace wyvlet {
 
-/// What the tools that answer from the cache say without an app.
-inline constexpr std::string_view kNotConnected = "Wyvlet not connected";
-
 /// The newest `limit` records that pass, newest first; none for a limit of 0 or below. The cache is
 /// walked from its new end and no further than needed.
 template <class Record, class Keep>
@@ -50,6 +47,12 @@ std::span<const Item> lastItems(const std::vector<Item>& items, std::int64_t lim
 inline bool isWithinLast(const std::optional<std::int64_t>& seconds, Date moment, Date now) {
   return !seconds || moment.secondsSince1970 >= now.secondsSince1970 - static_cast<double>(*seconds);
 }
+
+/// Whether the entry's message or category contains the name of the event, in any case.
+bool mentions(const TransferableLogEntry& entry, std::string_view eventName);
+
+/// A duration in whole milliseconds: "125ms" for 0.125 seconds.
+std::string millisecondsText(double seconds);
 
 /// The status code in decimal, or `absent` when no response arrived.
 inline std::string statusText(const std::optional<std::int64_t>& statusCode, std::string_view absent) {

@@ -27,9 +27,8 @@ std::string textOrEmpty(const boost::json::object& step, std::string_view key) {
 
 StepVerdict judgeEvent(const CacheSnapshot& cache, const boost::json::object& step) {
   const std::string name = textOrEmpty(step, "event_name");
-  const auto count = std::count_if(cache.logEntries.begin(), cache.logEntries.end(), [&](const auto& entry) {
-    return containsIgnoringCase(entry.message, name) || containsIgnoringCase(entry.category, name);
-  });
+  const auto count = std::count_if(cache.logEntries.begin(), cache.logEntries.end(),
+                                   [&](const auto& entry) { return mentions(entry, name); });
   if (count == 0) {
     return {false, fmt::format("[event] FAIL: Event \"{}\" not found in {} log entries", name,
                                cache.logEntries.size())};

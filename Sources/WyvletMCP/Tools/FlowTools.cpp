@@ -4,6 +4,7 @@
 
 #include <iterator>
 #include <map>
+#include <string_view>
 #include <vector>
 
 #include "Support/Text.h"
@@ -12,12 +13,28 @@
 namespace wyvlet {
 namespace {
 
+/// The text in double quotes. What would end it early or break the step's line is escaped.
+std::string quoted(std::string_view text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    switch (c) {
+      case '"': out += "\\\""; break;
+      case '\\': out += "\\\\"; break;
+      case '\n': out += "\\n"; break;
+      case '\r': out += "\\r"; break;
+      case '\t': out += "\\t"; break;
+      default: out += c;
+    }
+  }
+  return out += '"';
+}
+
 /// ["key": "value", "other": "value"] in the order of the keys, or [:] for none.
 std::string printedMap(const std::map<std::string, std::string>& values) {
   if (values.empty()) return "[:]";
   std::vector<std::string> entries;
   entries.reserve(values.size());
-  for (const auto& [key, value] : values) entries.push_back(fmt::format("\"{}\": \"{}\"", key, value));
+  for (const auto& [key, value] : values) entries.push_back(quoted(key) + ": " + quoted(value));
   return "[" + joined(entries, ", ") + "]";
 }
 

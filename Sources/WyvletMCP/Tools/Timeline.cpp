@@ -33,9 +33,9 @@ std::string typeText(const TimelineEvent& event) {
 
 std::string detailText(const TimelineEvent& event) {
   if (event.entry != nullptr) return std::string(firstCharacters(event.entry->message, kMessageCharacters));
-  return fmt::format(
-      "{} {} → {} ({}ms)", event.request->method, firstCharacters(event.request->url, kURLCharacters),
-      statusText(event.request->statusCode, "—"), fixedText(event.request->duration * 1000, 0));
+  return fmt::format("{} {} → {} ({})", event.request->method,
+                     firstCharacters(event.request->url, kURLCharacters),
+                     statusText(event.request->statusCode, "—"), millisecondsText(event.request->duration));
 }
 
 std::string eventLine(const TimelineEvent& event) {

@@ -32,8 +32,6 @@ bool passesScreen(const std::optional<std::string>& screenName, const std::optio
   return !screen || (screenName && containsIgnoringCase(*screenName, *screen));
 }
 
-std::string milliseconds(double seconds) { return fixedText(seconds * 1000, 0) + "ms"; }
-
 std::string requestLine(const TransferableNetworkRequest& request) {
   std::vector<std::string> tags;
   if (request.isMocked) tags.emplace_back("MOCKED");
@@ -43,7 +41,7 @@ std::string requestLine(const TransferableNetworkRequest& request) {
 
   std::string line =
       fmt::format("[{}] {} {} {} {}", request.id.shortText(), request.method,
-                  statusText(request.statusCode, "—"), milliseconds(request.duration), request.url);
+                  statusText(request.statusCode, "—"), millisecondsText(request.duration), request.url);
   if (!tags.empty()) line += " (" + joined(tags, ",") + ")";
   if (request.screenName) line += " from: " + *request.screenName;
   return line;
@@ -100,9 +98,10 @@ std::string requestDetail(const CacheSnapshot& cache, std::string_view id) {
   if (request == nullptr) {
     return "Request not found. Use wyvlet_get_network_logs to see available requests.";
   }
-  std::string text = fmt::format("Request: {} {}\nStatus: {}\nDuration: {}\nScreen: {}", request->method,
-                                 request->url, request->statusCode.value_or(0),
-                                 milliseconds(request->duration), request->screenName.value_or("unknown"));
+  std::string text =
+      fmt::format("Request: {} {}\nStatus: {}\nDuration: {}\nScreen: {}", request->method, request->url,
+                  request->statusCode.value_or(0), millisecondsText(request->duration),
+                  request->screenName.value_or("unknown"));
   text += headerSection("Request Headers", request->requestHeaders);
   text += bodySection("Request Body", request->requestBody, kRequestBodyCharacters);
   text += headerSection("Response Headers", request->responseHeaders);

@@ -65,9 +65,7 @@ std::string checkEvent(const CacheSnapshot& cache, const EventQuery& query, Date
   for (const auto& entry : cache.logEntries) {
     if (!isWithinLast(query.sinceSeconds, entry.timestamp, now)) continue;
     ++searched;
-    if (containsIgnoringCase(entry.message, query.name) || containsIgnoringCase(entry.category, query.name)) {
-      found.push_back(&entry);
-    }
+    if (mentions(entry, query.name)) found.push_back(&entry);
   }
 
   if (found.empty()) {

@@ -50,7 +50,7 @@ std::string screenVerdict(std::string_view screenText, std::string_view currentS
                           const std::optional<std::string>& contains,
                           const std::optional<std::string>& notContains);
 
-/// What the two tools that ask the app for its screen say without an app.
+/// What the tools that judge the screen say without an app.
 inline constexpr std::string_view kFailNotConnected = "FAIL: Wyvlet not connected";
 
 }  // namespace wyvlet

@@ -51,6 +51,21 @@ TEST(IsWithinLast, WindowAndItsEdge) {
   EXPECT_TRUE(isWithinLast(10, Date{kNow.secondsSince1970 + 3}, kNow));
 }
 
+TEST(Mentions, MessageOrCategoryInAnyCase) {
+  const auto entry = sampleEntry("INFO", "Analytics", "Booking_Created");
+  EXPECT_TRUE(mentions(entry, "booking_"));
+  EXPECT_TRUE(mentions(entry, "LYTICS"));
+  EXPECT_TRUE(mentions(entry, ""));
+  EXPECT_FALSE(mentions(entry, "INFO"));
+  EXPECT_FALSE(mentions(entry, "Analytics Booking"));
+}
+
+TEST(MillisecondsText, IsWhole) {
+  EXPECT_EQ(millisecondsText(0.0424), "42ms");
+  EXPECT_EQ(millisecondsText(0.0004), "0ms");
+  EXPECT_EQ(millisecondsText(12.3456), "12346ms");
+}
+
 TEST(StatusList, InOrderWithAWordForNone) {
   const auto ok = sampleRequest(1, "", "", 200);
   const auto lost = sampleRequest(2, "", "", std::nullopt);

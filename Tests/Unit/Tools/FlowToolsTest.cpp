@@ -42,6 +42,16 @@ TEST(RecordedFlows, StepsShowWhatTheyHave) {
             "  1. back [screen: ]");
 }
 
+TEST(RecordedFlows, ExtraValuesStayInTheirQuotesAndOnTheirLine) {
+  FlowStepData type = step("type", "Notes");
+  type.extra = {{"say \"hi\"", "C:\\new\nline\r\tend"}, {"é", ""}};
+  CacheSnapshot cache = connected();
+  cache.recordedFlows = {{sampleId(1), "F", std::nullopt, Date{}, {type}}};
+  EXPECT_EQ(recordedFlows(cache),
+            "Recorded Flows (1):\n[00000001] F (1 steps)\n"
+            R"(  1. type ["say \"hi\"": "C:\\new\nline\r\tend", "é": ""] [screen: Notes])");
+}
+
 TEST(RecordedFlows, AbsurdCoordinatesStayInRange) {
   FlowStepData tap = step("tap", "S");
   tap.startCoordinates = Coords{1e300, -1e300};

@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <boost/json.hpp>
+#include <chrono>
 #include <fstream>
+#include <future>
+#include <map>
 #include <vector>
 
 #include "Client/WyvletClient.h"
@@ -167,6 +170,38 @@ TEST_F(ToolHandlerWithApp, CommandsReachTheApp) {
           R"(command.markQAFailed {"itemId":")" + sampleId(4).text() + R"(","notes":"no"})",
           R"(command.addMockRule {"urlPattern":"/x","statusCode":500,"responseBody":"","name":"Mock /x"})",
           R"(command.removeInterceptRule {"ruleId":"AB"})"}));
+}
+
+TEST(ToolHandlerWithSilentApp, EachQuestionIsGivenItsTime) {
+  struct Expected {
+    std::string text;
+    double seconds;
+  };
+  const std::map<std::string, Expected> questions = {
+      {"wyvlet_current_screen", {"Current screen: Home", 2}},
+      {"wyvlet_find_element", {"Find element timed out", 3}},
+      {"wyvlet_perf_snapshot", {"Perf snapshot timed out", 3}},
+      {"wyvlet_accessibility_audit", {"Accessibility audit timed out", 3}},
+      {"wyvlet_webview_console", {"WebView console request timed out", 3}},
+      {"wyvlet_screenshot", {"Screenshot timed out", 5}}};
+  const TemporaryHome home;
+  LenientSyncPayload sync;
+  sync.currentScreen = "Home";
+  PeerApp app(sync);
+  WyvletClient client;
+  ASSERT_TRUE(client.connectDirectTCP("127.0.0.1", app.port(), 30.0));
+
+  std::vector<std::future<void>> asked;  // at the same time, so that the longest wait is the only one
+  for (const auto& [tool, expected] : questions) {
+    asked.push_back(std::async(std::launch::async, [&, &tool = tool, &expected = expected] {
+      const auto begin = std::chrono::steady_clock::now();
+      EXPECT_EQ(ToolHandler::call(tool, {}, client, std::nullopt, nullptr), expected.text);
+      const std::chrono::duration<double> waited = std::chrono::steady_clock::now() - begin;
+      EXPECT_GE(waited.count(), expected.seconds) << tool;
+      EXPECT_LT(waited.count(), expected.seconds + 20) << tool;  // a busy machine may be late
+    }));
+  }
+  for (auto& each : asked) each.get();
 }
 
 /// The handler beside a bridge to an Android device.
