@@ -42,6 +42,14 @@ class Pages(unittest.TestCase):
                         anchors = [re.sub(r"[^\w\- ]", "", heading.lower()).replace(" ", "-") for heading in headings]
                         self.assertIn(anchor, anchors)
 
+    def test_http_page_has_every_route(self):
+        table = (ROOT / "Sources/WyvletMCP/HTTP/HTTPRoutes.cpp").read_text(encoding="utf-8")
+        page = (ROOT / "docs/http.md").read_text(encoding="utf-8")
+        routes = re.findall(r'^    \{"([A-Z]+)", "([^"]*)", \w+(?:, "(wyvlet_\w+)")?', table, re.MULTILINE)
+        self.assertGreaterEqual(len(routes), 20)
+        rows = re.findall(r"^\| ([A-Z]+) \| `(/[^`]*)` \| (?:`(wyvlet_\w+)`)?", page, re.MULTILINE)
+        self.assertEqual(routes, [(method, path.removesuffix("ID"), tool) for method, path, tool in rows])
+
     def test_troubleshooting_quotes_the_program(self):
         texts = source_texts()
         page = (ROOT / "docs/troubleshooting.md").read_text(encoding="utf-8")

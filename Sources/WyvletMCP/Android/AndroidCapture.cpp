@@ -10,6 +10,7 @@
 #include "Android/BridgeCommands.h"
 #include "Android/CaptureFile.h"
 #include "Support/Environment.h"
+#include "Support/Files.h"
 #include "Support/Text.h"
 #include "WyvletShared/UUID.h"
 
@@ -47,6 +48,8 @@ std::optional<std::string> nonEmpty(const std::optional<std::string>& text) {
 
 std::string capturePath() { return homeFromEnvironment() + "/.wyvletqa/android-capture.json"; }
 std::string commandsPath() { return homeFromEnvironment() + "/.wyvletqa/android-commands.json"; }
+
+bool isPresent() { return fileStamp(capturePath()).has_value(); }
 
 bool isActive() {
   const auto now = std::chrono::floor<std::chrono::milliseconds>(system_clock::now());

@@ -16,6 +16,9 @@ namespace AndroidCapture {
 std::string capturePath();
 std::string commandsPath();
 
+/// Whether there is a capture file at all; takes no time, unlike reading one.
+bool isPresent();
+
 /// Whether a bridge is live: connected, and its capture younger than 30 seconds.
 bool isActive();
 

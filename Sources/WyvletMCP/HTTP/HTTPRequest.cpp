@@ -83,9 +83,12 @@ void HTTPRequest::takeHead(std::string_view bytes) {
   // The blank line may have begun in an earlier piece.
   const auto searchFrom = head_.size() - std::min(head_.size(), kHeadEnd.size() - 1);
   const auto before = head_.size();
-  head_.append(bytes);
+  head_.append(bytes.substr(0, kMaxHeadBytes - before));
   const auto end = head_.find(kHeadEnd, searchFrom);
-  if (end == std::string::npos) return;
+  if (end == std::string::npos) {
+    if (head_.size() == kMaxHeadBytes) stage_ = Stage::Complete;
+    return;
+  }
   bytes.remove_prefix(end + kHeadEnd.size() - before);
   head_.resize(end);
 

@@ -16,6 +16,11 @@ class HTTPRequest {
   /// Head and body together; what comes beyond is not taken.
   static constexpr std::size_t kMaxBytes = std::size_t{16} << 20;
 
+  /// The head with its blank line. A longer one ends the request there, without a body: no client has a
+  /// use for it, while what is done with each header line, and an answer that names the target, would
+  /// cost more the longer it is.
+  static constexpr std::size_t kMaxHeadBytes = std::size_t{64} << 10;
+
   /// Takes the next bytes. What lies behind the end of the request is dropped. A head that does not
   /// say how long its body is ends the request: its body is what came in the same call.
   void append(std::string_view bytes);

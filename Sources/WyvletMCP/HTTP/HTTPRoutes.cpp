@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <boost/json.hpp>
+#include <utility>
 
 #include "HTTP/HTTPTarget.h"
 #include "MCP/JSONRPC.h"
@@ -13,25 +14,33 @@ namespace {
 
 constexpr std::int64_t kDefaultLimit = 20;
 
-/// The arguments that a client posts. A body that is no JSON object brings none, and the tool says
-/// in its own words what it misses.
-boost::json::object bodyArguments(const RoutedRequest& request) {
+using Arguments = std::optional<boost::json::object>;
+
+/// The arguments that a client posts; none without a body.
+Arguments bodyArguments(const RoutedRequest& request) {
+  if (request.body.empty()) return boost::json::object();
   auto body = parseJSON(request.body);
-  return body && body->is_object() ? std::move(body->get_object()) : boost::json::object();
+  if (!body || !body->is_object()) return std::nullopt;
+  return std::move(body->get_object());
 }
 
-boost::json::object limitArgument(const RoutedRequest& request) {
+Arguments limitArgument(const RoutedRequest& request) {
   const auto text = queryValue(request.target, "limit");
-  return {{"limit", (text ? parseDecimal(*text) : std::nullopt).value_or(kDefaultLimit)}};
+  return boost::json::object{{"limit", (text ? parseDecimal(*text) : std::nullopt).value_or(kDefaultLimit)}};
 }
 
-boost::json::object filterArgument(const RoutedRequest& request) {
+Arguments filterArgument(const RoutedRequest& request) {
   const auto filter = queryValue(request.target, "filter");
   return filter ? boost::json::object{{"filter", *filter}} : boost::json::object();
 }
 
-boost::json::object requestIdArgument(const RoutedRequest& request) { return {{"request_id", request.id}}; }
-boost::json::object ruleIdArgument(const RoutedRequest& request) { return {{"rule_id", request.id}}; }
+Arguments requestIdArgument(const RoutedRequest& request) {
+  return boost::json::object{{"request_id", request.id}};
+}
+
+Arguments ruleIdArgument(const RoutedRequest& request) {
+  return boost::json::object{{"rule_id", request.id}};
+}
 
 using enum HTTPAction;
 
@@ -60,8 +69,9 @@ constexpr HTTPRoute kRoutes[] = {
 
 }  // namespace
 
-boost::json::object HTTPRoute::argumentsOf(std::string_view target, std::string_view body) const {
-  if (arguments == nullptr) return {};
+std::optional<boost::json::object> HTTPRoute::argumentsOf(std::string_view target,
+                                                          std::string_view body) const {
+  if (arguments == nullptr) return boost::json::object();
   return arguments({target, body, percentDecoded(pathOf(target).substr(path.size()))});
 }
 

@@ -31,6 +31,9 @@ constexpr int kBacklog = 128;
 
 constexpr double kDeviceListTimeout = 30.0;
 
+constexpr std::string_view kParseErrorJSON =
+    R"({"error":"Parse error","hint":"The body must be a JSON object"})";
+
 std::uint16_t portFromEnvironment(std::uint16_t otherwise) {
   const auto port = parseDecimal(environmentVariable("WYVLET_PORT").value_or(""));
   return port && *port >= 0 && *port <= 65535 ? static_cast<std::uint16_t>(*port) : otherwise;
@@ -57,12 +60,12 @@ bool isMCPPost(const HTTPRequest& request) {
   return request.method() == "POST" && pathOf(request.target()) == "/mcp";
 }
 
-/// Whether the answer needs neither app nor device.
+/// Whether the answer needs neither app nor device, nor a capture, which may take long to read.
 bool respondsAtOnce(const HTTPRequest& request) {
   if (request.method() == "OPTIONS") return true;
   if (isMCPPost(request)) return false;
   const auto* route = findRoute(request.method(), request.target());
-  return route == nullptr || route->action == HTTPAction::Status;
+  return route == nullptr || (route->action == HTTPAction::Status && !AndroidCapture::isPresent());
 }
 
 std::string swipe(const SimulatorBridge& sim, const boost::json::object& args) {
@@ -150,15 +153,16 @@ std::string HTTPServer::respond(const HTTPRequest& request) {
 std::string HTTPServer::routeRequest(std::string_view method, std::string_view path, std::string_view body) {
   const auto* route = findRoute(method, path);
   if (route == nullptr) return notFoundJSON(method, path);
+  const auto arguments = route->argumentsOf(path, body);
+  if (!arguments) return std::string(kParseErrorJSON);
   switch (route->action) {
     case HTTPAction::Status: return statusJSON();
     case HTTPAction::Devices: return devicesJSON(mcpServer_.sim);
-    case HTTPAction::SetDefaults:
-      return resultJSON(mcpServer_.sim.setDefaults(route->argumentsOf(path, body)));
+    case HTTPAction::SetDefaults: return resultJSON(mcpServer_.sim.setDefaults(*arguments));
     case HTTPAction::Screenshot: return screenshotJSON(mcpServer_.sim);
     case HTTPAction::CallTool: break;
   }
-  return resultJSON(callTool(route->tool, route->argumentsOf(path, body)));
+  return resultJSON(callTool(route->tool, *arguments));
 }
 
 std::string HTTPServer::callTool(std::string_view name, const boost::json::object& args) {

@@ -1,6 +1,8 @@
 #include "MCP/MCPServer.h"
 
 #include <chrono>
+#include <exception>
+#include <string>
 #include <thread>
 #include <utility>
 
@@ -9,6 +11,7 @@
 #include "MCP/Catalogue.h"
 #include "MCP/JSONRPC.h"
 #include "MCP/LineReader.h"
+#include "Support/Log.h"
 #include "Support/Threads.h"
 #include "Tools/ToolHandler.h"
 
@@ -69,16 +72,9 @@ std::optional<std::string> MCPServer::handleLine(std::string_view line) {
 
 std::string MCPServer::handleHTTPMCP(std::string_view body) {
   const auto message = parseMessage(body);
+  // On standard input silence is an answer too; here the client waits for one.
   if (!message) return jsonRPCError("null", -32700, "Parse error");
-  // A notification nobody answers still needs a body here: clients of the streamable transport take
-  // an empty object as "received", while an error would be reported to their user.
-  const bool unanswered = !message->id && !isRequestMethod(message->method);
-  if (unanswered) return "{}";
   return handleMessage(*message).value_or("{}");
-}
-
-bool MCPServer::isRequestMethod(std::string_view method) {
-  return method == "initialize" || method == "tools/list" || method == "tools/call" || method == "ping";
 }
 
 std::optional<std::string> MCPServer::handleMessage(const JSONRPCMessage& message) {
@@ -94,10 +90,16 @@ std::string MCPServer::handleToolCall(const JSONRPCMessage& message) {
   const auto* name = message.params.if_contains("name");
   const auto* arguments = message.params.if_contains("arguments");
   static const boost::json::object noArguments;
-  const auto result = callTool(
-      name != nullptr && name->is_string() ? std::string_view(name->get_string()) : std::string_view(),
-      arguments != nullptr && arguments->is_object() ? arguments->get_object() : noArguments);
-  return jsonRPC(message.id, toolResultJSON(result));
+  try {
+    const auto result = callTool(
+        name != nullptr && name->is_string() ? std::string_view(name->get_string()) : std::string_view(),
+        arguments != nullptr && arguments->is_object() ? arguments->get_object() : noArguments);
+    return jsonRPC(message.id, toolResultJSON(result));
+  } catch (const std::exception& failure) {
+    // Memory or threads may run out; that costs this call, not the server.
+    logLine(kClientTag, std::string("Tool call failed: ") + failure.what());
+    return jsonRPC(message.id, toolResultJSON({std::string("Error: ") + failure.what(), std::nullopt}));
+  }
 }
 
 ToolResult MCPServer::callTool(std::string_view name, const boost::json::object& args) {
@@ -118,7 +120,7 @@ ToolResult MCPServer::callTool(std::string_view name, const boost::json::object&
 
 void MCPServer::awaitApp(std::string_view tool) {
   // A link that broke inside a frame still counts as connected, but only a new one can answer.
-  if (ToolHandler::worksWithoutApp(tool) || (client.isConnected() && client.isReady())) return;
+  if (ToolHandler::worksWithoutApp(tool) || client.isReady()) return;
   client.waitForConnection(kConnectionTimeout);
 }
 

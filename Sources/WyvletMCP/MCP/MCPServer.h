@@ -36,7 +36,8 @@ class MCPServer {
   /// The answer to one JSON-RPC message posted over HTTP; never empty.
   std::string handleHTTPMCP(std::string_view body);
 
-  /// Runs any tool by name, waiting for the app first where the tool needs it.
+  /// Runs any tool by name, waiting for the app first where the tool needs it. Throws only what the
+  /// system's shortage of memory or threads makes it throw.
   ToolResult callTool(std::string_view name, const boost::json::object& args);
 
   /// Waits for the app unless it is there or the tool does not need it.
@@ -49,7 +50,6 @@ class MCPServer {
   void readStandardInput(int outputDescriptor);
   std::optional<std::string> handleMessage(const JSONRPCMessage& message);
   std::string handleToolCall(const JSONRPCMessage& message);
-  static bool isRequestMethod(std::string_view method);
   /// The session and simulator tools; defined in SimulatorTools.cpp.
   std::string handleSimulatorTool(std::string_view name, const boost::json::object& args);
 };

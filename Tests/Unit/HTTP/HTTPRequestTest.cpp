@@ -216,16 +216,30 @@ TEST_P(HTTPRequestLimit, RequestIsCutThere) {
 
 INSTANTIATE_TEST_SUITE_P(BelowAtAndAbove, HTTPRequestLimit, ::testing::Values(-1, 0, 1, 70000));
 
+class HTTPHeadLimit : public ::testing::TestWithParam<int> {};
+
+TEST_P(HTTPHeadLimit, HeadBeyondItIsCutThere) {
+  const int beyond = GetParam();
+  std::string bytes = "POST /tap HTTP/1.1\r\nContent-Length: 2\r\nPadding: ";
+  bytes.append(HTTPRequest::kMaxHeadBytes + static_cast<std::size_t>(beyond + 1) - bytes.size() - 5, 'p');
+  bytes += "\r\n\r\nok";
+  for (const auto& request : {requestFrom({bytes}), requestByteByByte(bytes)}) {
+    EXPECT_TRUE(request.isComplete());
+    EXPECT_EQ("POST", request.method());
+    EXPECT_EQ("/tap", request.target());
+    EXPECT_EQ(beyond <= 0 ? "ok" : "{}", request.body());
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(BelowAtAndAbove, HTTPHeadLimit, ::testing::Values(-1, 0, 1, 2, 3, 4));
+
 TEST(HTTPRequest, EndlessHeadIsCutAtTheLimit) {
   HTTPRequest request;
-  const std::string piece(65536, 'a');
-  for (std::size_t sent = 0; sent < HTTPRequest::kMaxBytes; sent += piece.size()) {
-    EXPECT_FALSE(request.isComplete());
-    request.append(piece);
-  }
+  request.append(std::string(HTTPRequest::kMaxHeadBytes - 1, 'a'));
+  EXPECT_FALSE(request.isComplete());
+  request.append(std::string(HTTPRequest::kMaxBytes, 'a'));
   EXPECT_TRUE(request.isComplete());
-  EXPECT_EQ(HTTPRequest::kMaxBytes, request.size());
-  EXPECT_EQ(HTTPRequest::kMaxBytes, request.method().size());
+  EXPECT_EQ(HTTPRequest::kMaxHeadBytes, request.method().size());
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -201,6 +202,16 @@ TEST_F(HTTPServerTest, ButtonIsHomeUnlessNamed) {
   EXPECT_EQ((Arguments{"axe", "button", "lock", "--udid", "SIM1", "--duration", "1.0"}), lastArguments());
 }
 
+TEST_F(HTTPServerTest, NothingIsDoneWithABodyThatCannotBeRead) {
+  sim.setDefaults({{"simulatorId", "SIM1"}});
+  for (const char* path : {"/button", "/tap", "/swipe", "/type", "/devices/defaults", "/wyvlet/mock-rule"}) {
+    EXPECT_EQ(R"({"error":"Parse error","hint":"The body must be a JSON object"})",
+              server.routeRequest("POST", path, R"({"buttonType":"lo)"))
+        << path;
+  }
+  EXPECT_EQ((Arguments{"nothing was run"}), lastArguments());
+}
+
 TEST_F(HTTPServerTest, UnknownToolIsNamed) {
   EXPECT_EQ("Unknown tool: screenshot", call("screenshot"));
   EXPECT_EQ("Unknown tool: ", call(""));
@@ -242,6 +253,21 @@ TEST_F(HTTPServerTest, MCPAnswersWhatIsNoRequestToo) {
                      R"({"jsonrpc":"2.0","method":"notifications/initialized"})"));
   EXPECT_NE(std::string::npos, exchange("GET /mcp HTTP/1.1\r\n\r\n").find("Not found"));
 }
+
+#if defined(__linux__)
+TEST_F(HTTPServerTest, NetworkThreadReadsNoCapture) {
+  std::filesystem::create_directories(home_ / ".wyvletqa");
+  std::ofstream(home_ / ".wyvletqa/android-capture.json") << "{}";
+  EXPECT_NE(std::string::npos, exchange("GET /status HTTP/1.1\r\n\r\n").find(R"("android":false)"));
+  std::set<std::string> threads;
+  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string name;
+    std::getline(std::ifstream(thread.path() / "comm"), name);
+    threads.insert(name);
+  }
+  EXPECT_TRUE(threads.contains("wyvlet-http-job"));
+}
+#endif
 
 TEST_F(HTTPServerTest, TakenPortIsOneLogLine) {
   std::uint16_t taken = 0;
