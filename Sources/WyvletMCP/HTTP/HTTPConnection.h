@@ -13,9 +13,8 @@ namespace wyvlet {
 struct HTTPPatience {
   using Duration = std::chrono::steady_clock::duration;
 
-  Duration silence = std::chrono::seconds(3);  ///< for the first byte
-  /// Between two parts of a request: a network that loses segments takes a second or two to bring the next.
-  Duration pause = std::chrono::seconds(3);
+  Duration silence = std::chrono::seconds(3);   ///< for the first byte
+  Duration pause = std::chrono::seconds(1);     ///< between two parts of a request
   Duration request = std::chrono::seconds(10);  ///< for the whole request
   Duration stall = std::chrono::seconds(5);     ///< for the client to take some of its answer
   Duration answer = std::chrono::seconds(60);   ///< for the client to take all of it

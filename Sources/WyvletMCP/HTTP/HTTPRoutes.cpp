@@ -3,7 +3,6 @@
 #include <fmt/format.h>
 
 #include <boost/json.hpp>
-#include <utility>
 
 #include "HTTP/HTTPTarget.h"
 #include "MCP/JSONRPC.h"
@@ -14,33 +13,25 @@ namespace {
 
 constexpr std::int64_t kDefaultLimit = 20;
 
-using Arguments = std::optional<boost::json::object>;
-
-/// The arguments that a client posts; none without a body.
-Arguments bodyArguments(const RoutedRequest& request) {
-  if (request.body.empty()) return boost::json::object();
+/// The arguments that a client posts. A body that is no JSON object brings none, and the tool says
+/// in its own words what it misses.
+boost::json::object bodyArguments(const RoutedRequest& request) {
   auto body = parseJSON(request.body);
-  if (!body || !body->is_object()) return std::nullopt;
-  return std::move(body->get_object());
+  return body && body->is_object() ? std::move(body->get_object()) : boost::json::object();
 }
 
-Arguments limitArgument(const RoutedRequest& request) {
+boost::json::object limitArgument(const RoutedRequest& request) {
   const auto text = queryValue(request.target, "limit");
-  return boost::json::object{{"limit", (text ? parseDecimal(*text) : std::nullopt).value_or(kDefaultLimit)}};
+  return {{"limit", (text ? parseDecimal(*text) : std::nullopt).value_or(kDefaultLimit)}};
 }
 
-Arguments filterArgument(const RoutedRequest& request) {
+boost::json::object filterArgument(const RoutedRequest& request) {
   const auto filter = queryValue(request.target, "filter");
   return filter ? boost::json::object{{"filter", *filter}} : boost::json::object();
 }
 
-Arguments requestIdArgument(const RoutedRequest& request) {
-  return boost::json::object{{"request_id", request.id}};
-}
-
-Arguments ruleIdArgument(const RoutedRequest& request) {
-  return boost::json::object{{"rule_id", request.id}};
-}
+boost::json::object requestIdArgument(const RoutedRequest& request) { return {{"request_id", request.id}}; }
+boost::json::object ruleIdArgument(const RoutedRequest& request) { return {{"rule_id", request.id}}; }
 
 using enum HTTPAction;
 
@@ -69,9 +60,8 @@ constexpr HTTPRoute kRoutes[] = {
 
 }  // namespace
 
-std::optional<boost::json::object> HTTPRoute::argumentsOf(std::string_view target,
-                                                          std::string_view body) const {
-  if (arguments == nullptr) return boost::json::object();
+boost::json::object HTTPRoute::argumentsOf(std::string_view target, std::string_view body) const {
+  if (arguments == nullptr) return {};
   return arguments({target, body, percentDecoded(pathOf(target).substr(path.size()))});
 }
 

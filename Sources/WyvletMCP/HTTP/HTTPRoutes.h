@@ -1,7 +1,6 @@
 #pragma once
 
 #include <boost/json/fwd.hpp>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,14 +21,11 @@ struct HTTPRoute {
   std::string_view method;
   std::string_view path;  ///< the whole path, or, ending in "/", what stands before an id
   HTTPAction action;
-  std::string_view tool = {};  ///< of a `CallTool` route
-  /// What action or tool is given.
-  std::optional<boost::json::object> (*arguments)(const RoutedRequest& request) = nullptr;
+  std::string_view tool = {};                                                ///< of a `CallTool` route
+  boost::json::object (*arguments)(const RoutedRequest& request) = nullptr;  ///< what action or tool is given
 
-  /// The arguments that a request for this route brings. Nothing when it brings a body that is no JSON
-  /// object, which may be half of one: without the arguments that were meant, a tool would do something
-  /// else.
-  std::optional<boost::json::object> argumentsOf(std::string_view target, std::string_view body) const;
+  /// The arguments that a request for this route brings.
+  boost::json::object argumentsOf(std::string_view target, std::string_view body) const;
 };
 
 /// The route of a request; null when there is none. Pure; any bytes.

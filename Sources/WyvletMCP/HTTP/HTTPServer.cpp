@@ -31,9 +31,6 @@ constexpr int kBacklog = 128;
 
 constexpr double kDeviceListTimeout = 30.0;
 
-constexpr std::string_view kParseErrorJSON =
-    R"({"error":"Parse error","hint":"The body must be a JSON object"})";
-
 std::uint16_t portFromEnvironment(std::uint16_t otherwise) {
   const auto port = parseDecimal(environmentVariable("WYVLET_PORT").value_or(""));
   return port && *port >= 0 && *port <= 65535 ? static_cast<std::uint16_t>(*port) : otherwise;
@@ -154,15 +151,14 @@ std::string HTTPServer::routeRequest(std::string_view method, std::string_view p
   const auto* route = findRoute(method, path);
   if (route == nullptr) return notFoundJSON(method, path);
   const auto arguments = route->argumentsOf(path, body);
-  if (!arguments) return std::string(kParseErrorJSON);
   switch (route->action) {
     case HTTPAction::Status: return statusJSON();
     case HTTPAction::Devices: return devicesJSON(mcpServer_.sim);
-    case HTTPAction::SetDefaults: return resultJSON(mcpServer_.sim.setDefaults(*arguments));
+    case HTTPAction::SetDefaults: return resultJSON(mcpServer_.sim.setDefaults(arguments));
     case HTTPAction::Screenshot: return screenshotJSON(mcpServer_.sim);
     case HTTPAction::CallTool: break;
   }
-  return resultJSON(callTool(route->tool, *arguments));
+  return resultJSON(callTool(route->tool, arguments));
 }
 
 std::string HTTPServer::callTool(std::string_view name, const boost::json::object& args) {

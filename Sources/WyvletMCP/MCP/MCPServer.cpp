@@ -74,7 +74,15 @@ std::string MCPServer::handleHTTPMCP(std::string_view body) {
   const auto message = parseMessage(body);
   // On standard input silence is an answer too; here the client waits for one.
   if (!message) return jsonRPCError("null", -32700, "Parse error");
+  // What nobody need answer still gets a body: clients of the streamable transport take an empty object as
+  // "received", while an error would be reported to their user.
+  const bool unanswered = !message->id && !isRequestMethod(message->method);
+  if (unanswered) return "{}";
   return handleMessage(*message).value_or("{}");
+}
+
+bool MCPServer::isRequestMethod(std::string_view method) {
+  return method == "initialize" || method == "tools/list" || method == "tools/call" || method == "ping";
 }
 
 std::optional<std::string> MCPServer::handleMessage(const JSONRPCMessage& message) {

@@ -50,6 +50,7 @@ class MCPServer {
   void readStandardInput(int outputDescriptor);
   std::optional<std::string> handleMessage(const JSONRPCMessage& message);
   std::string handleToolCall(const JSONRPCMessage& message);
+  static bool isRequestMethod(std::string_view method);
   /// The session and simulator tools; defined in SimulatorTools.cpp.
   std::string handleSimulatorTool(std::string_view name, const boost::json::object& args);
 };

@@ -26,7 +26,7 @@ TEST_F(MCPServerTest, HTTPIsAnsweredAsStandardInputIs) {
   for (const char* message :
        {R"({"id":1,"method":"initialize"})", R"({"method":"initialize"})", R"({"id":"two","method":"ping"})",
         R"({"method":"ping"})", R"({"id":3,"method":"tools/list","params":[]})",
-        R"({"id":4,"method":"resources/list"})", R"({"method":"notifications/cancelled"})", "{}",
+        R"({"id":4,"method":"resources/list"})",
         R"({"id":5,"method":"tools/call","params":{"name":"session_show_defaults"}})"}) {
     EXPECT_EQ(server.handleLine(message), server.handleHTTPMCP(message)) << message;
   }
@@ -36,6 +36,7 @@ TEST_F(MCPServerTest, HTTPHasABodyWhereStandardOutputIsSilent) {
   constexpr const char* kInitialized = R"({"jsonrpc":"2.0","method":"notifications/initialized"})";
   EXPECT_EQ(std::nullopt, server.handleLine(kInitialized));
   EXPECT_EQ("{}", server.handleHTTPMCP(kInitialized));
+  EXPECT_EQ("{}", server.handleHTTPMCP(R"({"method":"notifications/cancelled"})"));
   for (const char* garbage : {"", "garbage", "[1]", "7"}) {
     EXPECT_EQ(std::nullopt, server.handleLine(garbage)) << garbage;
     EXPECT_EQ(R"({"jsonrpc":"2.0","id":null,"error":{"code":-32700,"message":"Parse error"}})",
