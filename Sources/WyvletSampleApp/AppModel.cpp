@@ -187,7 +187,8 @@ void AppModel::openFare(const std::string& id) {
   state_.quote.reset();
   const HTTPCall request = call("GET", fmt::format("{}/v1/fares/{}", kAPI, percentEncoded(id)));
   navigate(ScreenID::Booking);
-  network_.send(request, [this](const HTTPReply& reply) {
+  network_.send(request, [this, mine = ++openings_](const HTTPReply& reply) {
+    if (mine != openings_) return;
     const auto quote = reply.succeeded() ? readQuote(reply.body) : std::nullopt;
     if (!quote) {
       logFailure("GET /v1/fares", reply);
@@ -205,28 +206,30 @@ void AppModel::confirmBooking() {
   if (!state_.quote || state_.booking) return;
   state_.booking = true;
   state_.banner.reset();
-  const json::object body = {{"fareId", state_.quote->fare.id},
+  const Quote quote = *state_.quote;
+  const json::object body = {{"fareId", quote.fare.id},
                              {"passenger", state_.passengerName},
                              {"email", state_.email},
                              {"passengers", state_.passengers}};
-  log("DEBUG", "Booking", "Sending booking for " + state_.quote->fare.id);
+  log("DEBUG", "Booking", "Sending booking for " + quote.fare.id);
   network_.send(
-      call("POST", fmt::format("{}/v1/bookings", kAPI), asJSON(body)), [this](const HTTPReply& reply) {
+      call("POST", fmt::format("{}/v1/bookings", kAPI), asJSON(body)),
+      [this, quote, mine = openings_](const HTTPReply& reply) {
         state_.booking = false;
+        const bool isShown = state_.screen == ScreenID::Booking && mine == openings_;
         if (!reply.succeeded()) {
           logFailure("POST /v1/bookings", reply);
           log("INFO", "Analytics", "booking_failed " + asJSON({{"status", reply.status.value_or(0)}}));
-          if (state_.screen == ScreenID::Booking) state_.banner = failureText("Booking", reply);
+          if (isShown) state_.banner = failureText("Booking", reply);
           return;
         }
         state_.bookingReference = readText(reply.body, "reference").value_or("pending");
         log("INFO", "Analytics",
             fmt::format("booking_created {{\"reference\":{},\"fare_id\":{},\"total\":{}}}",
-                        asJSON(json::value(state_.bookingReference)),
-                        asJSON(json::value(state_.quote ? state_.quote->fare.id : "")),
-                        amountText(state_.quote ? state_.quote->totalCents : 0)));
+                        asJSON(json::value(state_.bookingReference)), asJSON(json::value(quote.fare.id)),
+                        amountText(quote.totalCents)));
         probe_.setDefault("last_booking_reference", state_.bookingReference, "String");
-        if (state_.screen == ScreenID::Booking) navigate(ScreenID::Confirmation);
+        if (isShown) navigate(ScreenID::Confirmation);
       });
 }
 
@@ -418,6 +421,7 @@ Result<std::string> AppModel::pressButton(std::string_view name) {
     return fmt::format("pressed {}: the app is in the foreground", name);
   }
   inBackground_ = true;
+  touch_.reset();
   ticker_.setVisible(false);
   log("INFO", "App", "Entered background");
   return fmt::format("pressed {}: the app is in the background", name);
@@ -455,8 +459,8 @@ bool AppModel::openDeepLink(const std::string& link) {
     navigate(ScreenID::Home);
   } else if (url->host == "results") {
     auto parameters = url->parameters();
-    if (!parameters["from"].empty()) state_.from = parameters["from"];
-    if (!parameters["to"].empty()) state_.to = parameters["to"];
+    if (!parameters["from"].empty()) state_.from = validUTF8(parameters["from"]);
+    if (!parameters["to"].empty()) state_.to = validUTF8(parameters["to"]);
     search();
   } else if (url->host == "booking" && url->path.size() > 1) {
     openFare(percentDecoded(url->path.substr(1)));

@@ -91,6 +91,7 @@ class AppModel {
   bool inBackground_ = false;
   bool fieldSelected_ = false;  // the next text replaces the field's content
   std::uint64_t searches_ = 0;  // only the newest search's reply counts
+  std::uint64_t openings_ = 0;  // and only what concerns the newest opened fare is shown
   std::optional<RecordedFlowData> recording_;
   struct Touch {
     std::string identifier;

@@ -6,9 +6,11 @@
 #include <boost/json.hpp>
 #include <cerrno>
 #include <charconv>
+#include <cmath>
 #include <cstdio>
 #include <optional>
 #include <system_error>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -54,6 +56,13 @@ std::optional<std::array<int, kCount>> integers(std::string_view text) {
   }
   if (count != kCount) return {};
   return values;
+}
+
+/// The text up to its first space, and what follows that space when there is one.
+std::pair<std::string_view, std::optional<std::string_view>> cutWord(std::string_view text) {
+  const auto space = text.find(' ');
+  if (space == std::string_view::npos) return {text, std::nullopt};
+  return {text.substr(0, space), text.substr(space + 1)};
 }
 
 json::object frameJSON(const Frame& frame) {
@@ -117,7 +126,7 @@ void ControlHandler::handle(std::string_view line, const Reply& reply) {
   const std::string rest = space == std::string::npos ? "" : text.substr(space + 1);
   if (name == "settle") {
     const auto seconds = rest.empty() ? kSettleSeconds : number<double>(rest);
-    if (!seconds) return reply(refused("usage: settle [SECONDS]"));
+    if (!seconds || !std::isfinite(*seconds)) return reply(refused("usage: settle [SECONDS]"));
     return settle(loop_.now() + *seconds, reply);
   }
   for (const Command& command : kCommands) {
@@ -259,18 +268,16 @@ ControlAnswer ControlHandler::log(const std::string& rest) {
 }
 
 ControlAnswer ControlHandler::emitRequest(const std::string& rest) {
+  const auto isURL = [](std::string_view word) { return word.find("://") != std::string_view::npos; };
   HTTPCall call;
-  const auto space = rest.find(' ');
-  if (space != std::string::npos) {
-    call.method = rest.substr(0, space);
-    const std::string target = rest.substr(space + 1);
-    const auto bodyStart = target.find(' ');
-    call.url = target.substr(0, bodyStart);
-    if (bodyStart != std::string::npos) call.body = target.substr(bodyStart + 1);
-  } else {
-    call.url = rest;
+  auto [word, words] = cutWord(rest);
+  if (!isURL(word) && words) {
+    call.method = word;
+    std::tie(word, words) = cutWord(*words);
   }
-  if (call.url.find("://") == std::string::npos) return refused("usage: emit-request [METHOD] URL [BODY]");
+  if (!isURL(word) || call.method.empty()) return refused("usage: emit-request [METHOD] URL [BODY]");
+  call.url = word;
+  if (words) call.body = std::string(*words);
   app_.send(std::move(call));
   return {};
 }

@@ -30,8 +30,8 @@ namespace wyvlet::sample {
 ///     screen                    the screen and its elements as JSON
 ///     describe-ui               the same as an accessibility tree, in AXe's form
 ///     screenshot PATH           saves the picture of the screen
-///     settle [SECONDS]          waits (at most 5 s) until no call is under way and the servers have
-///                               been sent everything
+///     settle [SECONDS]          waits, for SECONDS (5) at most, until no call is under way and the
+///                               servers have been sent everything
 ///     overlays                  the last notices of the servers as JSON, and whether one is visible
 ///     held                      the calls held by intercept rules as JSON
 ///     approve [ID|all]          lets held calls go

@@ -39,12 +39,13 @@ std::string SampleApp::start() {
       logLine(kSampleTag, "Not announced: " + announcer.reason());
     }
   }
-  if (options_.control.empty()) options_.control = ControlServer::defaultPath();
-  if (std::string reason = controlServer_.listen(options_.control); !reason.empty()) return reason;
   // Who follows the announcement comes to an address of this machine, not to the loopback's.
   const auto port = server_.listen(options_.port, announcer_ == nullptr);
   if (!port) return port.reason();
   port_ = *port;
+  // Last of what can fail: a client whose command no loop will ever run would hold up the end.
+  if (options_.control.empty()) options_.control = ControlServer::defaultPath();
+  if (std::string reason = controlServer_.listen(options_.control); !reason.empty()) return reason;
   if (announcer_) announcer_->announce(options_.name, port_);
   return "";
 }

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <string_view>
 #include <utility>
 
@@ -31,7 +32,12 @@ std::string keyCode(std::string_view name) {
     if (key.name == name) return std::string(key.code);
   }
   const bool isNumber = !name.empty() && name.find_first_not_of("0123456789") == std::string_view::npos;
-  return isNumber ? std::string(name) : "KEYCODE_" + upperCased(name);
+  if (isNumber) return std::string(name);
+  std::string code = "KEYCODE_" + upperCased(name);
+  // No key code holds anything else, and the device's shell would take ";" and its like for commands.
+  const auto isForeign = [](char c) { return !(c >= 'A' && c <= 'Z') && !(c >= '0' && c <= '9'); };
+  std::replace_if(code.begin(), code.end(), isForeign, '_');
+  return code;
 }
 
 /// The text as the device's input command wants it.
@@ -72,7 +78,7 @@ std::string AndroidDevice::type(const std::string& text) const {
 }
 
 std::string AndroidDevice::press(const std::string& name) const {
-  send(" shell input keyevent " + shellWord(keyCode(name)) + " 2>&1");
+  send(" shell input keyevent " + keyCode(name) + " 2>&1");
   return "Pressed: " + name;
 }
 

@@ -21,8 +21,10 @@ class AndroidDevice {
   /// 300 ms without a duration (seconds).
   std::string swipe(long long startX, long long startY, long long endX, long long endY,
                     std::optional<double> duration) const;
+  /// Only spaces and single quotes are escaped: the rest is read by the device's shell as it stands.
   std::string type(const std::string& text) const;
-  /// A name of the key table, a number, or the name of an Android key code without its "KEYCODE_".
+  /// A name of the key table, a number, or the name of an Android key code without its "KEYCODE_", in
+  /// which "_" may be written as any other sign.
   std::string press(const std::string& name) const;
   DeviceScreenshot screenshot() const;
 

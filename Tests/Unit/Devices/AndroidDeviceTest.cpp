@@ -74,8 +74,10 @@ TEST_F(AndroidDeviceTest, ButtonsHaveKeyCodes) {
       {"Home", "KEYCODE_HOME"},
       {"dpad_up", "KEYCODE_DPAD_UP"},
       {"187", "187"},
-      {"-1", "KEYCODE_-1"},
-      {"siri; reboot", "'KEYCODE_SIRI; REBOOT'"},
+      {"dpad-up", "KEYCODE_DPAD_UP"},
+      {"app switch", "KEYCODE_APP_SWITCH"},
+      {"-1", "KEYCODE__1"},
+      {"siri;$(reboot)", "KEYCODE_SIRI___REBOOT_"},
   };
   std::vector<std::string> expected;
   for (const auto& [name, code] : keys) {

@@ -14,6 +14,7 @@ namespace wyvlet {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::MatchesRegex;
 using ::testing::SizeIs;
 
 class HostileValues : public ::testing::TestWithParam<const char*> {
@@ -77,13 +78,14 @@ TEST_P(HostileValues, SerialAndTextAreOneArgumentEach) {
   EXPECT_THAT(calls[2].arguments, ElementsAre("-s", value, "exec-out", "screencap", "-p"));
 }
 
-TEST_P(HostileValues, ButtonNamesAreOneArgument) {
+TEST_P(HostileValues, ButtonNamesAreOneHarmlessArgument) {
   bridge->setDefaults({{"androidSerial", "x"}});
   EXPECT_EQ(bridge->adbButton(value), "Pressed: " + value);
   const auto calls = tools.calls("adb");
   ASSERT_THAT(calls, SizeIs(1));
+  // adb hands its arguments to the device's shell as one line, so nothing may be left for it to read.
   EXPECT_THAT(calls[0].arguments,
-              ElementsAre("-s", "x", "shell", "input", "keyevent", "KEYCODE_" + upperCased(value)));
+              ElementsAre("-s", "x", "shell", "input", "keyevent", MatchesRegex("KEYCODE_[A-Z0-9_]+")));
 }
 
 TEST(HostileHome, AQuoteInTheHomeDirectoryStaysInside) {

@@ -35,6 +35,18 @@ class AppModelTest : public testing::Test {
     rule.isEnabled = true;
     world.probe.rules().addMock(std::move(rule));
   }
+  /// From now on such calls wait until they are released.
+  void holds(std::string pattern) {
+    TransferableInterceptRule rule;
+    rule.id = UUID::random();
+    rule.matchPattern = {"contains", std::move(pattern)};
+    rule.isEnabled = true;
+    world.probe.rules().addIntercept(std::move(rule));
+  }
+  void releasesCalls() {
+    EXPECT_EQ(world.network.release(), 1U);
+    world.pass(1);
+  }
 
   World world;
   AppModel& app = world.app;
@@ -168,6 +180,29 @@ TEST_F(AppModelTest, OnlyTheNewestSearchFillsTheList) {
   EXPECT_EQ(app.state().fares[0].id, "NEW");
 }
 
+TEST_F(AppModelTest, OnlyTheNewestFareIsOffered) {
+  holds("/v1/fares/HB101");
+  ASSERT_TRUE(app.openDeepLink("harbor://booking/HB101"));
+  ASSERT_TRUE(app.openDeepLink("harbor://booking/HB102"));
+  world.pass(1);
+  releasesCalls();
+  EXPECT_EQ(app.state().quote->fare.id, "HB102");
+  EXPECT_EQ(world.logged("Landed on cart").substr(0, 33), R"(Landed on cart {"fare_id":"HB102")");
+}
+
+TEST_F(AppModelTest, ABookingThatEndsLateIsOfTheFareThatWasBooked) {
+  holds("/v1/bookings");
+  ASSERT_TRUE(app.openDeepLink("harbor://booking/HB104"));
+  world.pass(1);
+  tapsLabel("Confirm Booking");
+  ASSERT_TRUE(app.openDeepLink("harbor://booking/HB102"));
+  world.pass(1);
+  releasesCalls();
+  EXPECT_NE(world.logged("booking_created").find(R"("fare_id":"HB104","total":67.85)"), std::string::npos);
+  EXPECT_EQ(app.screen(), "Confirm Booking Details") << "another fare is being looked at";
+  EXPECT_EQ(app.state().quote->fare.id, "HB102");
+}
+
 TEST_F(AppModelTest, TypingReplacesTheFieldAndThenAppends) {
   taps("toField");
   const auto typed = app.type("Fa");
@@ -190,6 +225,9 @@ TEST_F(AppModelTest, TextThatIsNoUTF8IsMended) {
   taps("toField");
   ASSERT_TRUE(app.type("A\xff"));
   EXPECT_EQ(app.state().to, "A\xEF\xBF\xBD");
+  ASSERT_TRUE(app.openDeepLink("harbor://results?from=B%FF&to=C%FF"));
+  EXPECT_EQ(app.state().from, "B\xEF\xBF\xBD");
+  EXPECT_EQ(app.state().to, "C\xEF\xBF\xBD");
 }
 
 TEST_F(AppModelTest, TapsAnswerWhatTheyMet) {
@@ -256,6 +294,15 @@ TEST_F(AppModelTest, ButtonsMoveTheAppToTheBackgroundAndBack) {
   EXPECT_EQ(world.logged("Entered"), "Entered foreground");
   EXPECT_EQ(*app.pressButton("siri"), "pressed siri");
   EXPECT_EQ(app.pressButton("volume").reason(), "no button \"volume\"");
+}
+
+TEST_F(AppModelTest, TheBackgroundEndsATouch) {
+  tapsLabel("Search");
+  ASSERT_TRUE(app.touchDown(195, 168));
+  world.pass(0.6);
+  ASSERT_TRUE(app.pressButton("home"));
+  EXPECT_EQ(app.touchUp(195, 168).reason(), "no touch to end");
+  EXPECT_TRUE(app.state().savedFares.empty());
 }
 
 TEST_F(AppModelTest, DeepLinksOpenScreens) {

@@ -67,7 +67,11 @@ TEST_F(ControlHandlerTest, BadCommandsAreErrors) {
   EXPECT_EQ(says("emit-log -1"), "error usage: emit-log N, at most 100000");
   EXPECT_EQ(says("emit-log 100001"), "error usage: emit-log N, at most 100000");
   EXPECT_EQ(says("emit-request nowhere"), "error usage: emit-request [METHOD] URL [BODY]");
-  EXPECT_EQ(says("settle soon"), "error usage: settle [SECONDS]");
+  EXPECT_EQ(says("emit-request  https://api.harbor.travel/"),
+            "error usage: emit-request [METHOD] URL [BODY]");
+  for (const char* seconds : {"soon", "nan", "inf"}) {
+    EXPECT_EQ(says(std::string("settle ") + seconds), "error usage: settle [SECONDS]") << seconds;
+  }
   EXPECT_EQ(says("environment Moon"), "error no environment Moon");
   EXPECT_EQ(says("deep-link harbor://moon"), "error no screen for harbor://moon");
   EXPECT_EQ(says("approve"), "error nothing is held");
@@ -122,6 +126,15 @@ TEST_F(ControlHandlerTest, SettleGivesUp) {
   handler.handle("settle 0.5", [&](const ControlAnswer& given) { answer = given.line(); });
   world.pass(0.6);
   EXPECT_EQ(answer, "error still busy");
+}
+
+TEST_F(ControlHandlerTest, ARequestMayHaveABodyWithoutAMethod) {
+  EXPECT_EQ(says("emit-request https://api.harbor.travel/v1/init {\"next\": \"https://other\"}"), "ok");
+  world.pass(1);
+  const auto request = world.newestRequest();
+  EXPECT_EQ(request.method, "GET");
+  EXPECT_EQ(request.url, "https://api.harbor.travel/v1/init");
+  EXPECT_EQ(request.requestBody->data, "{\"next\": \"https://other\"}");
 }
 
 TEST_F(ControlHandlerTest, HeldCallsAreListedAndApproved) {

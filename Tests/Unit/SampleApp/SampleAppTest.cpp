@@ -91,5 +91,20 @@ TEST(SampleApp, StartingFailsWithAReason) {
   EXPECT_EQ(app.start(), "bind " + options.control + ": No such file or directory");
 }
 
+TEST(SampleApp, AnAppThatCannotListenForServersTakesNoCommands) {
+  const auto other = CompanionListener::listen(0);
+  ASSERT_TRUE(other);
+  TemporaryDirectory directory;
+  Options options;
+  options.port = (*other)->port();
+  options.announce = false;
+  options.marker = "";
+  options.control = directory.file("control.sock");
+  SampleApp app(options);
+  EXPECT_NE(app.start(), "");
+  // A command taken now would never be carried out, and whoever sent it would wait for ever.
+  EXPECT_FALSE(std::filesystem::exists(options.control));
+}
+
 }  // namespace
 }  // namespace wyvlet::sample
