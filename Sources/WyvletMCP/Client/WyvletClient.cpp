@@ -15,6 +15,7 @@
 #include "Client/ServiceBrowser.h"
 #include "Client/StateCache.h"
 #include "Support/Log.h"
+#include "Support/Memory.h"
 #include "Support/Mutex.h"
 #include "Support/Semaphore.h"
 #include "Support/Text.h"
@@ -25,6 +26,9 @@ namespace {
 
 constexpr double kMaxMarkerWait = 5.0;
 constexpr double kMarkerInterval = 0.2;
+
+/// From how many bytes on a frame leaves so much freed memory behind that it is worth returning.
+constexpr std::size_t kLargeFrame = 1 << 20;
 
 std::string_view trueOrFalse(bool value) { return value ? "true" : "false"; }
 
@@ -282,7 +286,10 @@ void WyvletClient::Impl::linkIsDown(const AppLink& link) {
 }
 
 void WyvletClient::Impl::frameArrived(const AppLink& link, std::string_view body) {
-  if (auto sync = messages_.handle(body)) synced(link, *std::move(sync));
+  auto sync = messages_.handle(body);
+  const bool isSync = sync.has_value();  // which frees what it replaces
+  if (isSync) synced(link, *std::move(sync));
+  if (isSync || body.size() >= kLargeFrame) returnFreedMemory();
 }
 
 void WyvletClient::Impl::synced(const AppLink& link, LenientSyncPayload sync) {
