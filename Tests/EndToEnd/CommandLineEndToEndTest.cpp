@@ -32,7 +32,7 @@ Ended runServer(std::vector<std::string> arguments, std::map<std::string, std::s
   Ended ended;
   while (const auto line = process.readLine()) ended.lines.push_back(*line);
   ended.status = process.waitForExit();
-  ended.errors = process.errorText();
+  ended.errors = process.wholeErrorText();
   return ended;
 }
 

@@ -161,6 +161,12 @@ std::string Process::errorText() {
   return errors_.text;
 }
 
+std::string Process::wholeErrorText() {
+  std::unique_lock lock(mutex_);
+  EXPECT_TRUE(changed_.wait_until(lock, after(kPatience), [&] { return errors_.ended; }));
+  return errors_.text;
+}
+
 void Process::signal(int number) { ::kill(pid_, number); }
 
 std::optional<int> Process::waitForExit(double seconds) {

@@ -34,7 +34,7 @@ std::string homeDirectoryOfTest();
 class Process {
  public:
   struct Options {
-    std::vector<std::string> arguments = {};                   ///< program first
+    std::vector<std::string> arguments = {};              ///< program first
     std::map<std::string, std::string> environment = {};  ///< on top of the test's own
     std::string pathPrefix = {};                          ///< a folder put first on PATH
     bool readOutput = true;                               ///< false: leave standard output in the pipe
@@ -56,6 +56,8 @@ class Process {
   /// Waits until standard error holds `text`; false when it does not come in time.
   bool waitForError(std::string_view text, double seconds = kPatience);
   std::string errorText();
+  /// All of standard error, waiting for its end; for a process that leaves nothing running behind.
+  std::string wholeErrorText();
 
   /// Starts reading a stream that was left alone.
   void startReadingOutput();

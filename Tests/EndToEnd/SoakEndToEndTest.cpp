@@ -104,21 +104,27 @@ TEST(Soak, AppRestartsDuringToolCalls) {
   std::atomic<int> asked = 0;
   std::atomic<int> answers = 0;
   std::vector<std::thread> callers;
-  for (int i = 0; i < 4; ++i) {
-    callers.emplace_back([&] {
+  const auto keepsAsking = [&](const std::string& request) {
+    callers.emplace_back([&, request] {
       while (!ending) {
         ++asked;
-        const auto answer = httpExchange(post("/wyvlet/find-element", R"({"text":"x"})"));
+        const auto answer = httpExchange(request);
         if (answer.starts_with("HTTP/1.1 200 OK\r\n") && answer.ends_with("}")) ++answers;
       }
     });
+  };
+  for (int i = 0; i < 2; ++i) {
+    keepsAsking(post("/wyvlet/find-element", R"({"text":"x"})"));
+    keepsAsking("GET /wyvlet/app-logs HTTP/1.1\r\n\r\n");
   }
   Footprint before;
   for (int i = 0; i < restarts; ++i) {
+    const int seen = answers;
     app.reset();
     app = std::make_unique<ScriptedApp>();
     app->answerWith("command.findElement", "response.findElement", FindResponse{"Home", "x", {}});
     server.connect();
+    EXPECT_TRUE(eventually([&] { return answers > seen; })) << "of restart " << i;
     if (i == 4) before = Footprint::of(server.process().pid());
   }
   ending = true;
