@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <span>
 #include <system_error>
 #include <thread>
@@ -21,14 +22,19 @@ constexpr std::uint64_t kMaxBaselineBytes = 256 * 1024 * 1024;
 /// A difference up to this in every channel is what encoders and text smoothing leave.
 constexpr int kChannelTolerance = 10;
 
-/// `name` as one component of a path, so that no name from outside leads out of its folder. A NUL
-/// would end the path early.
-std::string pathComponent(std::string_view name) {
-  if (name.empty() || name == "." || name == "..") return "_";
+/// `name` without what would lead out of its folder or, as a NUL does, end the path early.
+std::string withoutSeparators(std::string_view name) {
   std::string component(name);
   std::replace(component.begin(), component.end(), '/', '_');
   std::replace(component.begin(), component.end(), '\0', '_');
   return component;
+}
+
+/// The folder of an app. A screen's file needs no such care: its ending keeps "." and ".." apart from
+/// the folders of those names.
+std::string folderName(std::string_view bundleId) {
+  if (bundleId.empty() || bundleId == "." || bundleId == "..") return "_";
+  return withoutSeparators(bundleId);
 }
 
 struct Pictures {
@@ -94,7 +100,12 @@ std::int64_t countDifferent(std::span<const std::uint8_t> a, std::span<const std
 std::string baselinesDir() { return homeDirectory() + "/.wyvletqa/baselines"; }
 
 std::string baselinePath(std::string_view bundleId, std::string_view screen) {
-  return baselinesDir() + "/" + pathComponent(bundleId) + "/" + pathComponent(screen) + ".png";
+  return baselinesDir() + "/" + folderName(bundleId) + "/" + withoutSeparators(screen) + ".png";
+}
+
+bool hasBaseline(std::string_view bundleId, std::string_view screen) {
+  std::error_code error;
+  return std::filesystem::exists(baselinePath(bundleId, screen), error);
 }
 
 bool saveBaseline(std::string_view png, std::string_view bundleId, std::string_view screen) {

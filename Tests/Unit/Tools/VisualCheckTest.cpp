@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -64,6 +65,16 @@ TEST_F(VisualCheck, UndecodablePictures) {
   EXPECT_EQ(check(picture(0)), "FAIL: Could not compare images (decode error)");
   check(picture(0), 5.0, true);
   EXPECT_EQ(check("no picture"), "FAIL: Could not compare images (decode error)");
+}
+
+TEST_F(VisualCheck, ABaselineThatCannotBeReadIsReplacedOnPurposeOnly) {
+  const std::string path = VisualDiff::baselinePath("com.example.app", "Cart");
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(check(picture(0)), "FAIL: Could not compare images (decode error)");
+  EXPECT_TRUE(std::filesystem::is_fifo(path));
+  EXPECT_TRUE(check(picture(0), 5.0, true).starts_with("Baseline saved for screen \"Cart\""));
+  EXPECT_EQ(VisualDiff::loadBaseline("com.example.app", "Cart"), picture(0));
 }
 
 TEST_F(VisualCheck, ABaselineThatCannotBeWrittenIsAnsweredAllTheSame) {

@@ -213,14 +213,22 @@ TEST_F(Baselines, OfAScreenNamedLikeAPathAreOneFile) {
 }
 
 TEST_F(Baselines, NeverLeaveTheirFolder) {
-  EXPECT_EQ(VisualDiff::baselinePath("", ""), directory() + "/_/_.png");
-  EXPECT_EQ(VisualDiff::baselinePath(".", "."), directory() + "/_/_.png");
-  EXPECT_EQ(VisualDiff::baselinePath("..", ".."), directory() + "/_/_.png");
+  EXPECT_EQ(VisualDiff::baselinePath("", ""), directory() + "/_/.png");
+  EXPECT_EQ(VisualDiff::baselinePath(".", "."), directory() + "/_/..png");
+  EXPECT_EQ(VisualDiff::baselinePath("..", ".."), directory() + "/_/...png");
   EXPECT_EQ(VisualDiff::baselinePath("../../etc", "../../passwd"),
             directory() + "/.._.._etc/.._.._passwd.png");
   EXPECT_EQ(VisualDiff::baselinePath(std::string_view("..\0", 3), std::string_view("a\0b", 3)),
             directory() + "/.._/a_b.png");
   EXPECT_EQ(VisualDiff::baselinePath("...", "..."), directory() + "/.../....png");
+}
+
+TEST_F(Baselines, OfScreensWithOddNamesAreFilesOfTheirOwn) {
+  for (const char* screen : {"", ".", "..", "_"})
+    EXPECT_TRUE(VisualDiff::saveBaseline(screen, "app", screen));
+  for (const char* screen : {"", ".", "..", "_"}) EXPECT_EQ(VisualDiff::loadBaseline("app", screen), screen);
+  EXPECT_THAT(files(), ::testing::ElementsAre(directory() + "/app/...png", directory() + "/app/..png",
+                                              directory() + "/app/.png", directory() + "/app/_.png"));
 }
 
 TEST_F(Baselines, ThatCannotBeWrittenAreReported) {
@@ -242,6 +250,9 @@ TEST_F(Baselines, ThatAreNoFilesAreNotWaitedFor) {
   ASSERT_EQ(mkfifo((directory() + "/app/Pipe.png").c_str(), 0600), 0);
   EXPECT_FALSE(VisualDiff::loadBaseline("app", "Folder"));
   EXPECT_FALSE(VisualDiff::loadBaseline("app", "Pipe"));
+  EXPECT_TRUE(VisualDiff::hasBaseline("app", "Folder"));
+  EXPECT_TRUE(VisualDiff::hasBaseline("app", "Pipe"));
+  EXPECT_FALSE(VisualDiff::hasBaseline("app", "Missing"));
 }
 
 }  // namespace
