@@ -106,6 +106,27 @@ TEST_F(VisualCheckOfAnApp, ScreenAndAppHaveDefaults) {
   EXPECT_EQ(VisualDiff::loadBaseline("unknown", "Route/1"), plainPNG(2, 2, 1, 2, 3));
 }
 
+TEST_F(VisualCheckOfAnApp, AnswersToEarlierRequestsAreNeitherComparedNorInTheWay) {
+  const std::string early = plainPNG(2, 2, 1, 2, 3), own = plainPNG(2, 2, 4, 5, 6);
+  const auto answer = [](const std::string& png) {
+    return std::pair<std::string, std::string>{"response.screenshot",
+                                               encodeRecord(ScreenshotResponse{"Cart", encodeBase64(png)})};
+  };
+  // The overlay's commands stand in for requests whose answers came when nobody waited any more.
+  PeerApp app({}, {{"command.showOverlay", answer(early)},
+                   {"command.requestScreenshot", answer(own)},
+                   {"command.perfSnapshot", {"response.perfSnapshot", "{}"}}});
+  WyvletClient client;
+  ASSERT_TRUE(client.connectDirectTCP("127.0.0.1", app.port(), 30.0));
+  client.showOverlay("data", std::nullopt, std::nullopt);
+  client.showOverlay("data", std::nullopt, std::nullopt);
+  ASSERT_EQ(client.requestPerfSnapshot(30.0), "Perf snapshot decode failed") << "the pictures are there now";
+  for (int check = 0; check < 3; ++check) {
+    EXPECT_TRUE(visualCheck(client, "app", std::nullopt, 0.0, true).starts_with("Baseline saved")) << check;
+    EXPECT_EQ(VisualDiff::loadBaseline("app", "Cart"), own);
+  }
+}
+
 TEST_F(VisualCheckOfAnApp, NoPicture) {
   EXPECT_EQ(check(""), "FAIL: Could not capture screenshot");
   EXPECT_EQ(check("no base64"), "FAIL: Could not capture screenshot");
