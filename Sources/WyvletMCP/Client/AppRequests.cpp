@@ -51,21 +51,24 @@ void AppRequests::store(AnswerKind kind, FormattedResponse answer) {
 
 AppRequests::Outcome AppRequests::ask(const Question& question, const boost::json::object& payload,
                                       double timeoutSeconds) {
-  if (!link_.isConnected()) return {Ending::NotConnected, std::string(kNotConnected), {}};
+  if (!link_.isConnected()) return {Ending::NotConnected, std::string(kNotConnected), {}, false};
   auto& slot = this->slot(question.kind);
   slot.clear();
   link_.send(question.command, payload);
-  if (!slot.wait(timeoutSeconds)) return {Ending::TimedOut, std::string(question.timedOut), {}};
+  if (!slot.wait(timeoutSeconds)) return {Ending::TimedOut, std::string(question.timedOut), {}, false};
   auto answer = slot.last();
-  if (!answer) return {Ending::Answered, std::string(question.empty), {}};
-  return {Ending::Answered, std::move(answer->text), std::move(answer->imageBase64)};
+  if (!answer) return {Ending::Answered, std::string(question.empty), {}, true};
+  return {Ending::Answered, std::move(answer->text), std::move(answer->imageBase64), false};
 }
 
 ScreenshotAnswer AppRequests::screenshot(double timeoutSeconds) {
   static constexpr Question kQuestion{AnswerKind::Screenshot, "command.requestScreenshot",
                                       "Screenshot timed out", "No screenshot"};
   auto outcome = ask(kQuestion, {}, timeoutSeconds);
-  ScreenshotAnswer answer{.text = std::move(outcome.text), .imageBase64 = {}, .ownImageBase64 = {}};
+  ScreenshotAnswer answer{.text = std::move(outcome.text),
+                          .imageBase64 = {},
+                          .ownImageBase64 = {},
+                          .endedByLateAnswer = outcome.endedByLateAnswer};
   if (outcome.ending != Ending::Answered) return answer;
   answer.ownImageBase64 = std::move(outcome.imageBase64);
   MutexLock lock(imageMutex_);

@@ -75,6 +75,7 @@ class AppRequests {
     Ending ending;
     std::string text;
     std::optional<std::string> imageBase64;  // what this answer brought
+    bool endedByLateAnswer = false;
   };
 
   Slot& slot(AnswerKind kind) { return slots_[static_cast<std::size_t>(kind)]; }

@@ -19,6 +19,8 @@ struct ScreenshotAnswer {
   std::optional<std::string> imageBase64;  ///< the newest picture known, even if an older request brought it
   /// The picture that this very request was answered with; nothing when it timed out or failed.
   std::optional<std::string> ownImageBase64;
+  /// An answer that came too late for an earlier request has ended the wait; that to this one is yet to come.
+  bool endedByLateAnswer = false;
 };
 
 /// The server's one link to the app under test: finds it, connects, keeps the cache of what it

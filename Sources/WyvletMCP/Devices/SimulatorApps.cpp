@@ -11,10 +11,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Where simulated apps load the probe from. Always this copy: the original may lie in a folder that
-/// they cannot read.
-constexpr const char* kProbePath = "/tmp/WyvletProbe.dylib";
-
 /// simctl's word for whatever simulator is booted.
 constexpr const char* kBooted = "booted";
 

@@ -15,6 +15,10 @@ namespace wyvlet {
 
 class AndroidDevice;
 
+/// Where simulated apps load the probe library from. Always this copy: the original may lie in a folder
+/// that they cannot read.
+inline constexpr const char* kProbePath = "/tmp/WyvletProbe.dylib";
+
 /// What the session's device commands apply to. An empty text counts as not given.
 struct SessionDefaults {
   std::optional<std::string> simulatorId;    // UDID; absent: the first booted simulator
@@ -80,8 +84,8 @@ class SimulatorBridge {
   std::string stopApp(const std::string& bundleId, const std::optional<std::string>& udid) const;
   std::string boot(const std::optional<std::string>& udid) const;
 
-  /// Puts a signed copy of the probe library at /tmp/WyvletProbe.dylib and returns that path;
-  /// nothing when there is no probe anywhere.
+  /// Puts a signed copy of the probe library at `kProbePath` and returns that path; nothing when there
+  /// is no probe anywhere. Signing has no time limit.
   std::optional<std::string> resolveProbePath() const;
 
   std::string adbTap(std::optional<long long> x, std::optional<long long> y,

@@ -40,10 +40,6 @@ Descriptor prepared(int fd) {
 
 }  // namespace
 
-void Descriptor::close() {
-  if (fd_ >= 0) ::close(std::exchange(fd_, -1));
-}
-
 std::optional<ListenAddress> ListenAddress::parse(const std::optional<std::string_view>& host,
                                                   std::uint16_t port) {
   ListenAddress address;

@@ -6,30 +6,13 @@
 #include <cstdint>
 #include <optional>
 #include <string_view>
-#include <utility>
+
+#include "Support/Descriptor.h"
 
 namespace wyvlet {
 
-/// Owns one descriptor; -1 is none. All that these functions make is non-blocking, closed on exec and
-/// free of SIGPIPE, on every platform.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-  ~Descriptor() { close(); }
-
-  int fd() const { return fd_; }
-  explicit operator bool() const { return fd_ >= 0; }
-  void close();
-
- private:
-  int fd_ = -1;
-};
+// All descriptors that these functions make are non-blocking, closed on exec and free of SIGPIPE, on
+// every platform.
 
 /// Where to listen: all IPv4 interfaces, or one numeric address of either family.
 struct ListenAddress {

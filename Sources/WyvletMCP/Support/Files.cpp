@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <system_error>
 
+#include "Support/Descriptor.h"
 #include "WyvletShared/UUID.h"
 
 namespace wyvlet {
@@ -33,29 +34,6 @@ FileStamp stampOf(const struct stat& status) {
 #endif
   return stamp;
 }
-
-class Descriptor {
- public:
-  explicit Descriptor(int fd) : fd_(fd) {}
-  ~Descriptor() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int get() const { return fd_; }
-  bool isOpen() const { return fd_ >= 0; }
-
-  /// Some file systems report a failed write only here.
-  bool close() {
-    const int fd = fd_;
-    fd_ = -1;
-    return ::close(fd) == 0;
-  }
-
- private:
-  int fd_;
-};
 
 std::optional<FileStamp> stampOfOpenFile(int fd) {
   struct stat status {};
@@ -96,7 +74,7 @@ bool writeAll(int fd, std::string_view bytes) {
 
 bool writeNewFile(const std::string& path, std::string_view bytes) {
   Descriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644));
-  return file.isOpen() && writeAll(file.get(), bytes) && file.close();
+  return file && writeAll(file.fd(), bytes) && file.close();
 }
 
 }  // namespace
@@ -110,13 +88,13 @@ std::optional<FileStamp> fileStamp(const std::string& path) {
 std::optional<FileContents> readFile(const std::string& path, std::uint64_t maxBytes) {
   // Not blocking, because opening a FIFO waits for its other end otherwise.
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
-  if (!file.isOpen()) return std::nullopt;
-  const auto before = stampOfOpenFile(file.get());
+  if (!file) return std::nullopt;
+  const auto before = stampOfOpenFile(file.fd());
   if (!before || before->size > maxBytes) return std::nullopt;
   FileContents contents;
   contents.stamp = *before;
-  if (!readToEnd(file.get(), before->size, maxBytes, contents.bytes)) return std::nullopt;
-  contents.steady = stampOfOpenFile(file.get()) == before;
+  if (!readToEnd(file.fd(), before->size, maxBytes, contents.bytes)) return std::nullopt;
+  contents.steady = stampOfOpenFile(file.fd()) == before;
   return contents;
 }
 

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "Support/Descriptor.h"
 #include "Support/Mutex.h"
 #include "Support/ProcessRunner.h"
 #include "Support/Semaphore.h"
@@ -42,30 +43,6 @@ constexpr std::size_t kChunkBytes = std::size_t{64} << 10;
 /// No pipe holds more, so this is enough to get what the command wrote just before its end.
 constexpr std::size_t kLargestPipeBytes = std::size_t{1} << 20;
 
-/// Owns a file descriptor.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int fd) : fd_(fd) {}
-  Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
-  Descriptor& operator=(Descriptor&& other) noexcept {
-    std::swap(fd_, other.fd_);
-    return *this;
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-  ~Descriptor() { close(); }
-
-  int get() const { return fd_; }
-  bool isOpen() const { return fd_ >= 0; }
-  void close() {
-    if (fd_ >= 0) ::close(std::exchange(fd_, -1));
-  }
-
- private:
-  int fd_ = -1;
-};
-
 struct Pipe {
   Descriptor reader;
   Descriptor writer;
@@ -84,8 +61,8 @@ int openPipe(Pipe& pipe) {
   // An end that took the number of a standard descriptor would be overwritten while the child's own
   // are put in place.
   for (Descriptor* end : {&pipe.reader, &pipe.writer}) {
-    if (end->get() > STDERR_FILENO) continue;
-    const int moved = ::fcntl(end->get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    if (end->fd() > STDERR_FILENO) continue;
+    const int moved = ::fcntl(end->fd(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
     if (moved < 0) return errno;
     *end = Descriptor(moved);
   }
@@ -109,17 +86,17 @@ class Capture {
  public:
   Capture() = default;
   explicit Capture(Descriptor reader) : reader_(std::move(reader)) {
-    ::fcntl(reader_.get(), F_SETFL, ::fcntl(reader_.get(), F_GETFL) | O_NONBLOCK);
+    ::fcntl(reader_.fd(), F_SETFL, ::fcntl(reader_.fd(), F_GETFL) | O_NONBLOCK);
   }
 
-  int descriptor() const { return reader_.get(); }
-  bool isOpen() const { return reader_.isOpen(); }
+  int descriptor() const { return reader_.fd(); }
+  bool isOpen() const { return static_cast<bool>(reader_); }
 
   /// Takes a piece of what is there. False when nothing is.
   bool readSome() {
-    if (!reader_.isOpen()) return false;
+    if (!reader_) return false;
     char chunk[kChunkBytes];
-    const ssize_t count = ::read(reader_.get(), chunk, sizeof chunk);
+    const ssize_t count = ::read(reader_.fd(), chunk, sizeof chunk);
     if (count > 0) {
       const auto room = ProcessOutcome::kMaxOutputBytes - kept_.size();
       kept_.append(chunk, std::min(static_cast<std::size_t>(count), room));
@@ -135,7 +112,7 @@ class Capture {
   std::string take(bool commandWasEnded) {
     for (std::size_t read = 0; read < kLargestPipeBytes && readSome(); read += kChunkBytes) {
     }
-    if (commandWasEnded || cut_ || reader_.isOpen()) kept_.resize(withoutCutCharacter(kept_).size());
+    if (commandWasEnded || cut_ || reader_) kept_.resize(withoutCutCharacter(kept_).size());
     reader_.close();
     return std::move(kept_);
   }
@@ -187,8 +164,8 @@ int spawn(const ProcessRequest& request, const Descriptor& output, const Descrip
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-  posix_spawn_file_actions_adddup2(&actions, output.get(), STDOUT_FILENO);
-  posix_spawn_file_actions_adddup2(&actions, errorOutput.get(), STDERR_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, output.fd(), STDOUT_FILENO);
+  posix_spawn_file_actions_adddup2(&actions, errorOutput.fd(), STDERR_FILENO);
 
   short flags = POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETSIGMASK;
   // Ours are close-on-exec, but a library's need not be, and a command that outlives its caller would
@@ -286,7 +263,7 @@ struct Watch {
   Capture output;
   Capture errorOutput;
 
-  bool commandEnded() const { return !end.isOpen(); }
+  bool commandEnded() const { return !end; }
   bool outputsEnded() const { return !output.isOpen() && !errorOutput.isOpen(); }
 
   /// Gathers output until `done` holds or the deadline has passed.
@@ -296,7 +273,7 @@ struct Watch {
       const int wait = millisecondsUntil(deadline);
       if (wait == 0) return;
       pollfd ready[] = {
-          {end.get(), POLLIN, 0}, {output.descriptor(), POLLIN, 0}, {errorOutput.descriptor(), POLLIN, 0}};
+          {end.fd(), POLLIN, 0}, {output.descriptor(), POLLIN, 0}, {errorOutput.descriptor(), POLLIN, 0}};
       if (::poll(ready, std::size(ready), wait) <= 0) continue;
       if (ready[0].revents != 0) end.close();
       if (ready[1].revents != 0) output.readSome();

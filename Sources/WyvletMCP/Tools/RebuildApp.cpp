@@ -16,9 +16,6 @@ namespace {
 
 constexpr double kBuildTimeout = 120.0;
 
-/// The copy of the probe library that a relaunched app loads.
-constexpr const char* kProbePath = "/tmp/WyvletProbe.dylib";
-
 /// The argument when it holds text, else the default.
 std::optional<std::string> argumentOr(const boost::json::object& args, std::string_view key,
                                       const std::optional<std::string>& otherwise) {
@@ -65,8 +62,8 @@ std::string rebuildApp(const boost::json::object& args, SimulatorBridge& sim) {
   }
 
   const auto build = sim.shellResult(buildCommand(*scheme, projectPath, simulator), kBuildTimeout);
-  if (build.timedOut) return "Build failed (timeout after 120 seconds)";
-  if (!build.output) return "Build failed:\nThe output of xcodebuild could not be read";
+  // A build that left no readable output is told in the same words: its end was not seen either.
+  if (build.timedOut || !build.output) return "Build failed (timeout after 120 seconds)";
   if (build.output->find("BUILD SUCCEEDED") != std::string::npos) {
     lines.emplace_back("Build succeeded");
   } else if (build.output->find("BUILD FAILED") != std::string::npos) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <filesystem>
 #include <span>
 #include <system_error>
 #include <thread>
@@ -95,6 +96,11 @@ std::string baselinesDir() { return homeDirectory() + "/.wyvletqa/baselines"; }
 
 std::string baselinePath(std::string_view bundleId, std::string_view screen) {
   return baselinesDir() + "/" + pathComponent(bundleId) + "/" + pathComponent(screen) + ".png";
+}
+
+bool hasBaseline(std::string_view bundleId, std::string_view screen) {
+  std::error_code error;
+  return std::filesystem::exists(baselinePath(bundleId, screen), error);
 }
 
 bool saveBaseline(std::string_view png, std::string_view bundleId, std::string_view screen) {

@@ -23,10 +23,13 @@ std::string baselinesDir();
 /// Where the baseline of an app's screen is kept; never outside `baselinesDir()`.
 std::string baselinePath(std::string_view bundleId, std::string_view screen);
 
+/// Whether there is a baseline, even one that cannot be read.
+bool hasBaseline(std::string_view bundleId, std::string_view screen);
+
 /// Keeps `png` as the baseline, whole or not at all. False when it could not be written.
 bool saveBaseline(std::string_view png, std::string_view bundleId, std::string_view screen);
 
-/// The stored baseline's bytes; nothing when there is none.
+/// The stored baseline's bytes; nothing when there is none that can be read.
 std::optional<std::string> loadBaseline(std::string_view bundleId, std::string_view screen);
 
 /// Compares two PNG images drawn to their common size; nothing when either is undecodable. A pixel

@@ -93,6 +93,7 @@ TEST_F(Requests, SendTheirCommandsAndReturnTheAnswers) {
   EXPECT_EQ(shot.text, "shot");
   EXPECT_EQ(shot.imageBase64, "aW1n");
   EXPECT_EQ(shot.ownImageBase64, "aW1n");
+  EXPECT_FALSE(shot.endedByLateAnswer);
   EXPECT_THAT(sent(),
               ElementsAre(R"(command.findElement {"text":"Pay \"now\"","exact":false})",
                           R"(command.findElement {"text":"Pay","exact":true})",
@@ -139,6 +140,7 @@ TEST_F(Requests, TimeOutInTheirOwnWords) {
   EXPECT_EQ(shot.text, "Screenshot timed out");
   EXPECT_FALSE(shot.imageBase64);
   EXPECT_FALSE(shot.ownImageBase64);
+  EXPECT_FALSE(shot.endedByLateAnswer);
 }
 
 TEST_F(Requests, ASignalWithoutATextIsAnEmptyResult) {
@@ -188,6 +190,7 @@ TEST_F(Requests, ALatePictureIsTheNewestButNobodysOwn) {
   EXPECT_EQ(shot.text, "No screenshot");
   EXPECT_EQ(shot.imageBase64, "bGF0ZQ==");
   EXPECT_FALSE(shot.ownImageBase64);
+  EXPECT_TRUE(shot.endedByLateAnswer);
 }
 
 TEST_F(Requests, ScreenHTMLLogsOneTimingLine) {

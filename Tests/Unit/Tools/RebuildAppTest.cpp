@@ -154,9 +154,13 @@ TEST_F(RebuildApp, ComplaintsOfFindAreNoProduct) {
   EXPECT_EQ(rebuild({{"scheme", "App"}}), std::string("Rebuilding...\nBuild succeeded\nInstalled: ") + kApp);
 }
 
-TEST_F(RebuildApp, AnUnreadableBuildOutputIsAFailure) {
+TEST_F(RebuildApp, ABuildWithoutReadableOutputIsTheTimeoutText) {
   build = RecordingRunner::succeeded("caf\xE9");
-  EXPECT_EQ(rebuild({{"scheme", "App"}}), "Build failed:\nThe output of xcodebuild could not be read");
+  EXPECT_EQ(rebuild({{"scheme", "App"}}), "Build failed (timeout after 120 seconds)");
+  build = {};
+  build.startFailure = "No such file or directory";
+  EXPECT_EQ(rebuild({{"scheme", "App"}}), "Build failed (timeout after 120 seconds)");
+  EXPECT_EQ(runner.requests().size(), 2u);
 }
 
 }  // namespace

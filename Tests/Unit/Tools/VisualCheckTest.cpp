@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -66,6 +67,16 @@ TEST_F(VisualCheck, UndecodablePictures) {
   EXPECT_EQ(check("no picture"), "FAIL: Could not compare images (decode error)");
 }
 
+TEST_F(VisualCheck, ABaselineThatCannotBeReadIsReplacedOnPurposeOnly) {
+  const std::string path = VisualDiff::baselinePath("com.example.app", "Cart");
+  std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  EXPECT_EQ(check(picture(0)), "FAIL: Could not compare images (decode error)");
+  EXPECT_TRUE(std::filesystem::is_fifo(path));
+  EXPECT_TRUE(check(picture(0), 5.0, true).starts_with("Baseline saved for screen \"Cart\""));
+  EXPECT_EQ(VisualDiff::loadBaseline("com.example.app", "Cart"), picture(0));
+}
+
 TEST_F(VisualCheck, ABaselineThatCannotBeWrittenIsAnsweredAllTheSame) {
   std::filesystem::remove_all(home.path);
   std::filesystem::create_symlink("/dev/null", home.path);
@@ -93,6 +104,27 @@ TEST_F(VisualCheckOfAnApp, ScreenAndAppHaveDefaults) {
             "Baseline saved for screen \"Cart\" (app: com.example.app)\nPath: " + home.path +
                 "/.wyvletqa/baselines/com.example.app/Cart.png");
   EXPECT_EQ(VisualDiff::loadBaseline("unknown", "Route/1"), plainPNG(2, 2, 1, 2, 3));
+}
+
+TEST_F(VisualCheckOfAnApp, AnswersToEarlierRequestsAreNeitherComparedNorInTheWay) {
+  const std::string early = plainPNG(2, 2, 1, 2, 3), own = plainPNG(2, 2, 4, 5, 6);
+  const auto answer = [](const std::string& png) {
+    return std::pair<std::string, std::string>{"response.screenshot",
+                                               encodeRecord(ScreenshotResponse{"Cart", encodeBase64(png)})};
+  };
+  // The overlay's commands stand in for requests whose answers came when nobody waited any more.
+  PeerApp app({}, {{"command.showOverlay", answer(early)},
+                   {"command.requestScreenshot", answer(own)},
+                   {"command.perfSnapshot", {"response.perfSnapshot", "{}"}}});
+  WyvletClient client;
+  ASSERT_TRUE(client.connectDirectTCP("127.0.0.1", app.port(), 30.0));
+  client.showOverlay("data", std::nullopt, std::nullopt);
+  client.showOverlay("data", std::nullopt, std::nullopt);
+  ASSERT_EQ(client.requestPerfSnapshot(30.0), "Perf snapshot decode failed") << "the pictures are there now";
+  for (int check = 0; check < 3; ++check) {
+    EXPECT_TRUE(visualCheck(client, "app", std::nullopt, 0.0, true).starts_with("Baseline saved")) << check;
+    EXPECT_EQ(VisualDiff::loadBaseline("app", "Cart"), own);
+  }
 }
 
 TEST_F(VisualCheckOfAnApp, NoPicture) {

@@ -242,6 +242,9 @@ TEST_F(Baselines, ThatAreNoFilesAreNotWaitedFor) {
   ASSERT_EQ(mkfifo((directory() + "/app/Pipe.png").c_str(), 0600), 0);
   EXPECT_FALSE(VisualDiff::loadBaseline("app", "Folder"));
   EXPECT_FALSE(VisualDiff::loadBaseline("app", "Pipe"));
+  EXPECT_TRUE(VisualDiff::hasBaseline("app", "Folder"));
+  EXPECT_TRUE(VisualDiff::hasBaseline("app", "Pipe"));
+  EXPECT_FALSE(VisualDiff::hasBaseline("app", "Missing"));
 }
 
 }  // namespace
