@@ -43,7 +43,8 @@ class CompanionConnection {
   bool sendBytes(std::string_view bytes);
 
   /// Blocks for the next message, however long; nothing when the link has ended. Frames of length 0
-  /// and bodies that are no envelope are passed over.
+  /// and bodies that are no envelope are passed over. Timestamps are read as typed commands have them,
+  /// from 2001; those of free-form commands, which count from 1970, come out 31 years late.
   std::optional<ReceivedMessage> receive();
 
   /// Ends the link: a blocked `receive()` returns, later sends fail. Any thread.
