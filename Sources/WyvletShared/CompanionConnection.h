@@ -1,7 +1,7 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -42,8 +42,9 @@ class CompanionConnection {
   /// Sends bytes as they are; for peers that test how a reader bears broken frames.
   bool sendBytes(std::string_view bytes);
 
-  /// Blocks for the next message; nothing when the link has ended. Frames of length 0 and bodies
-  /// that are no envelope are passed over.
+  /// Blocks for the next message, however long; nothing when the link has ended. Frames of length 0
+  /// and bodies that are no envelope are passed over. Timestamps are read as typed commands have them,
+  /// from 2001; those of free-form commands, which count from 1970, come out 31 years late.
   std::optional<ReceivedMessage> receive();
 
   /// Ends the link: a blocked `receive()` returns, later sends fail. Any thread.
@@ -52,7 +53,9 @@ class CompanionConnection {
  private:
   int socket_;
   std::mutex sendMutex_;
-  FrameReader reader_;
+  // Only servers bound what they read. To skip the header of a long command would be to read its body
+  // as headers.
+  FrameReader reader_{std::numeric_limits<std::uint32_t>::max()};
 };
 
 /// Waits for servers on a TCP port of 127.0.0.1 or of every interface. The app owns it.

@@ -11,7 +11,7 @@
 
 namespace wyvlet {
 
-/// The longest body that a reader of the companion link accepts, in bytes.
+/// The longest body that a server accepts from an app, in bytes.
 inline constexpr std::uint32_t kMaxFrameBytes = 50'000'000;
 
 /// What precedes a body on the wire: its length as four big-endian bytes.

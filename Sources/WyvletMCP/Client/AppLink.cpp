@@ -31,7 +31,8 @@ using boost::system::error_code;
 /// networks often has an address that swallows packets; the last address gets the system's patience.
 constexpr std::chrono::milliseconds kAttemptPatience{2000};
 
-/// An app that stops reading must not make the server grow for ever.
+/// How many bytes may wait behind the frame that is being written: an app that stops reading must not
+/// make the server grow for ever.
 constexpr std::size_t kMaxWaitingBytes = 64 * 1024 * 1024;
 
 /// Of a run of bad lengths this many are logged one by one and the others in one line, or 50 MB of
@@ -242,8 +243,8 @@ class TCPAppLink final : public AppLink, public std::enable_shared_from_this<TCP
     if (cancelled()) return;
     if (state_ == State::Failed) return log("Send error: ", asio::error::not_connected);
     if (sendError_) return log("Send error: ", sendError_);
-    if (waitingBytes_ + frame.size() > kMaxWaitingBytes)
-      return log("Send error: ", asio::error::no_buffer_space);
+    const bool isFull = !waiting_.empty() && waitingBytes_ + frame.size() > kMaxWaitingBytes;
+    if (isFull) return log("Send error: ", asio::error::no_buffer_space);
     waitingBytes_ += frame.size();
     waiting_.push_back(std::move(frame));
     writeNext();

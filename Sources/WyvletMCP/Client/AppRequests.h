@@ -35,9 +35,11 @@ inline constexpr std::size_t kAnswerKindCount = 9;
 /// The questions to the app: sends the command, waits for the answer, words the outcome. The client
 /// queue stores answers; any other thread asks.
 ///
-/// Of each kind the last answer is kept, and every answer is counted by a semaphore. An answer that
-/// nobody waits for any more stays counted, so that the next question of its kind takes it and
-/// returns at once: apps that answer late are served better by a stale answer than by none.
+/// Of each kind the last answer is kept, and every answer is counted by a semaphore. A question clears
+/// the answer of its kind, but never the count: an answer that came too late ends the wait of the next
+/// question at once, with that question's sentence for no answer, and the answer to that one is then
+/// the one too many. Only a question that the app leaves unanswered takes the surplus away. Answers
+/// carry nothing by which they could be matched, so the count is the protocol's word on it.
 ///
 /// Questions for elements, screen text and screen HTML hold their turn while they wait; screen HTML
 /// may take the turn of screen text while it holds its own, never the other way round. The other

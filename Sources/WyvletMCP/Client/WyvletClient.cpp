@@ -103,6 +103,7 @@ class WyvletClient::Impl final : public AppLink::Observer {
   void synced(const AppLink& link, LenientSyncPayload sync) EXCLUDES(mutex_);
   void logOutcome(std::string_view opening) const EXCLUDES(mutex_);
 
+  void startSearch() REQUIRES(mutex_);
   void connectTo(std::vector<AppAddress> addresses) REQUIRES(mutex_);
   void disconnect() REQUIRES(mutex_);
   void dropLink() REQUIRES(mutex_);
@@ -163,13 +164,14 @@ void WyvletClient::Impl::waitForConnection(double timeoutSeconds) {
   logLine(kClientTag, "Browsing for Wyvlet...");
   std::optional<Waiter> waiter;
   {
-    // Looking and clearing are one step, or a sync that arrives in between would be thrown away.
+    // One step: a sync that arrived after the look would be thrown away, and one that arrived before
+    // the search would not end it, so that the search would replace the link that brought the sync.
     MutexLock lock(mutex_);
     if (isUsable()) return;
     hasSynced_ = false;
     waiter.emplace(*this);
+    startSearch();
   }
-  startBrowsing();
   logLine(kClientTag,
           "Waiting for sync (up to " + std::to_string(truncatedInteger(timeoutSeconds)) + "s)...");
   waiter->wait(timeoutSeconds);
@@ -225,8 +227,12 @@ void WyvletClient::Impl::logOutcome(std::string_view opening) const {
 }
 
 void WyvletClient::Impl::startBrowsing() {
-  logLine(kClientTag, "Searching for Wyvlet...");
   MutexLock lock(mutex_);
+  startSearch();
+}
+
+void WyvletClient::Impl::startSearch() {
+  logLine(kClientTag, "Searching for Wyvlet...");
   const auto search = ++search_;
   browser_.start([this, search](ServiceBrowser::Outcome outcome) {
     queue_.post([this, search, outcome = std::move(outcome)] { browsed(search, outcome); });

@@ -8,7 +8,7 @@
 namespace wyvlet {
 
 /// A counting semaphore. A signal that nobody waits for stays counted and satisfies the next wait:
-/// the companion protocol relies on it, since an answer that comes too late serves the next request
+/// the companion protocol relies on it, since an answer that comes too late ends the next wait for one
 /// of its kind. Built on a condition variable because timed acquires of libstdc++ 12's semaphore
 /// can lose a wake-up. Any thread.
 class Semaphore {

@@ -386,6 +386,14 @@ TEST_F(Link, APeerThatReadsNothingCostsABoundedQueue) {
   EXPECT_EQ(link_->state(), AppLink::State::Ready);
 }
 
+TEST_F(Link, AFrameLongerThanTheQueueGoesOutWhenNothingWaits) {
+  connectToPeer();
+  const auto frame = encodeFrame(std::string(70'000'000, 'x'));
+  link_->send(frame);
+  EXPECT_TRUE(peer_.receive(frame.size()) == frame);
+  EXPECT_EQ(log_.lines().size(), 1U);
+}
+
 TEST_F(Link, CancellingClosesTheConnectionWithoutAWord) {
   connectToPeer();
   link_->cancel();

@@ -169,6 +169,22 @@ TEST_F(Requests, EveryLateAnswerServesOneLaterQuestion) {
   EXPECT_EQ(requests_.screenText(kShort), "Screen text timed out");
 }
 
+TEST_F(Requests, AfterALateAnswerTheNextOneIsLateInItsTurn) {
+  requests_.store(AnswerKind::ScreenText, text("to an earlier question"));
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(requests_.screenText(kPatience), "No text");
+    requests_.store(AnswerKind::ScreenText, text("to this one"));
+  }
+}
+
+TEST_F(Requests, AnAnswerThatIsLateForOneQuestionAnswersTheNextThatWaits) {
+  EXPECT_EQ(requests_.screenText(kShort), "Screen text timed out");
+  auto next = std::async(std::launch::async, [&] { return requests_.screenText(kPatience); });
+  waitForSent(2);
+  requests_.store(AnswerKind::ScreenText, text("to the one before"));
+  EXPECT_EQ(next.get(), "to the one before");
+}
+
 TEST_F(Requests, AnAnswerOfAnotherKindWakesNobody) {
   requests_.store(AnswerKind::Find, text("found"));
   EXPECT_EQ(requests_.screenText(kShort), "Screen text timed out");

@@ -165,6 +165,22 @@ TEST_F(CompanionConnectionTest, LargeMessageCrosses) {
   EXPECT_EQ(message->registered->payload.data, payload);
 }
 
+TEST_F(CompanionConnectionTest, MessageLongerThanAServerWouldReadArrives) {
+  const std::string payload(40'000'000, 'p');  // 53 MB as base64
+  std::thread sender([&] {
+    EXPECT_TRUE(app_->send(heartbeat(payload)) && app_->send(heartbeat("next")));
+    app_->shutdown();
+  });
+  CompanionConnection peer(std::exchange(peer_, -1));
+  const auto message = peer.receive();
+  const auto next = peer.receive();
+  sender.join();
+  ASSERT_TRUE(message && message->registered);
+  EXPECT_TRUE(message->registered->payload.data == payload);
+  ASSERT_TRUE(next && next->registered);
+  EXPECT_EQ(next->registered->payload.data, "next");
+}
+
 TEST(CompanionListener, TalksToAServerOverLoopback) {
   auto listener = CompanionListener::listen(0);
   ASSERT_TRUE(listener) << listener.reason();
