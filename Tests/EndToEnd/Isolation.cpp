@@ -26,18 +26,19 @@ void require(bool ok, const char* what) {
 
 void write(const char* path, const std::string& text) { std::ofstream(path) << text; }
 
-void bringUpLoopback() {
+}  // namespace
+
+void setNetwork(bool up) {
   const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
   require(fd >= 0, "socket");
   ifreq request{};
   std::strcpy(request.ifr_name, "lo");
   require(::ioctl(fd, SIOCGIFFLAGS, &request) == 0, "SIOCGIFFLAGS");
-  request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP | IFF_MULTICAST);
+  const int flags = up ? request.ifr_flags | IFF_UP | IFF_MULTICAST : request.ifr_flags & ~IFF_UP;
+  request.ifr_flags = static_cast<short>(flags);
   require(::ioctl(fd, SIOCSIFFLAGS, &request) == 0, "SIOCSIFFLAGS");
   ::close(fd);
 }
-
-}  // namespace
 
 void isolateProcess(const std::vector<std::string>& visible) {
   const auto uid = ::geteuid();
@@ -64,7 +65,7 @@ void isolateProcess(const std::vector<std::string>& visible) {
   for (const int fd : kept) {
     if (fd >= 0) ::close(fd);
   }
-  bringUpLoopback();
+  setNetwork(true);
 }
 
 }  // namespace wyvlet::test

@@ -12,4 +12,7 @@ namespace wyvlet::test {
 /// when the kernel refuses.
 void isolateProcess(const std::vector<std::string>& visible);
 
+/// Takes the network of an isolated process away, so that nothing arrives any more, or gives it back.
+void setNetwork(bool up);
+
 }  // namespace wyvlet::test

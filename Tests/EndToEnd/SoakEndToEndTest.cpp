@@ -16,6 +16,7 @@
 #include <fstream>
 
 #include "EndToEnd/Harness.h"
+#include "EndToEnd/Isolation.h"
 #include "WyvletShared/Base64.h"
 #include "WyvletShared/Responses.h"
 
@@ -188,6 +189,26 @@ TEST(Soak, FramesThatStopHalfWay) {
   report(std::to_string(rounds) + " broken frames", before, after);
   EXPECT_LE(after.descriptors, before.descriptors + 1);
 }
+
+/// An app that is gone without a word, with or without a question under way.
+class VanishedApp : public testing::TestWithParam<bool> {};
+
+TEST_P(VanishedApp, IsNoticedAndFoundAgain) {
+  Server server;
+  ScriptedApp app;
+  server.connect();
+  ASSERT_TRUE(app.waitForLink());
+  setNetwork(false);
+  if (GetParam()) {
+    EXPECT_EQ("Screen text timed out", server.call("wyvlet_screen_text"));
+  }
+  EXPECT_TRUE(server.waitForLog("[wyvlet] Header error: "));
+  setNetwork(true);
+  server.connect();
+  EXPECT_TRUE(app.waitForLink(2));
+}
+
+INSTANTIATE_TEST_SUITE_P(IdleOrAsked, VanishedApp, testing::Bool());
 
 TEST(Soak, ALyingHeaderCostsNoMemory) {
   Server server;

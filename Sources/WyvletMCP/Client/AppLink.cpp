@@ -1,6 +1,9 @@
 #include "Client/AppLink.h"
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include <atomic>
 #include <boost/asio/buffer.hpp>
@@ -34,6 +37,31 @@ constexpr std::chrono::milliseconds kAttemptPatience{2000};
 /// How many bytes may wait behind the frame that is being written: an app that stops reading must not
 /// make the server grow for ever.
 constexpr std::size_t kMaxWaitingBytes = 64 * 1024 * 1024;
+
+/// How long an app may be gone from the network before the link is given up. A phone that leaves the Wi-Fi
+/// says nothing, and left alone the system would go on trying for a quarter of an hour.
+constexpr int kGoneSeconds = 20;
+
+void giveUpWhenGone(int socket) {
+  const auto set = [socket](int level, int name, int value) {
+    // Where the system refuses, the link ends later.
+    ::setsockopt(socket, level, name, &value, sizeof value);
+  };
+  constexpr int kProbes = 3;
+  constexpr int kProbeSeconds = 3;
+  set(SOL_SOCKET, SO_KEEPALIVE, 1);
+  set(IPPROTO_TCP, TCP_KEEPINTVL, kProbeSeconds);
+  set(IPPROTO_TCP, TCP_KEEPCNT, kProbes);
+  constexpr int kIdleSeconds = kGoneSeconds - kProbes * kProbeSeconds;
+  // The second of each pair is for while something is under way, when the system does not probe.
+#if defined(__APPLE__)
+  set(IPPROTO_TCP, TCP_KEEPALIVE, kIdleSeconds);
+  set(IPPROTO_TCP, TCP_RXT_CONNDROPTIME, kGoneSeconds);
+#else
+  set(IPPROTO_TCP, TCP_KEEPIDLE, kIdleSeconds);
+  set(IPPROTO_TCP, TCP_USER_TIMEOUT, kGoneSeconds * 1000);
+#endif
+}
 
 /// Of a run of bad lengths this many are logged one by one and the others in one line, or 50 MB of
 /// junk would write twelve million lines.
@@ -129,6 +157,7 @@ class TCPAppLink final : public AppLink, public std::enable_shared_from_this<TCP
     }
     ::fcntl(socket_.native_handle(), F_SETFD, FD_CLOEXEC);
     socket_.set_option(tcp::no_delay(true), error);
+    giveUpWhenGone(socket_.native_handle());
     const bool isLast = endpoints_.empty() && nextAddress_ == addresses_.size();
     if (!isLast) {
       attemptTimer_.expires_after(kAttemptPatience);
