@@ -1,5 +1,7 @@
 #include "WyvletSampleApp/CommandHandler.h"
 
+#include <fmt/format.h>
+
 #include <boost/json.hpp>
 #include <cmath>
 #include <cstdint>
@@ -111,7 +113,9 @@ void CommandHandler::handle(const ReceivedMessage& message, const Reply& reply) 
   for (const Command& command : kCommands) {
     if (command.type != type) continue;
     const std::string reason = (this->*command.run)(payload, reply);
-    if (!reason.empty()) probe_.log("WARN", "Companion", "Ignored " + type + ": " + reason, app_.screen());
+    if (!reason.empty()) {
+      probe_.log("WARN", "Companion", fmt::format("Ignored {}: {}", type, reason), app_.screen());
+    }
     return;
   }
   probe_.log("WARN", "Companion", "Ignored unknown message " + type, app_.screen());

@@ -78,7 +78,7 @@ void CompanionServer::forget(std::uint64_t link) {
   marker_.ensure();
 }
 
-void CompanionServer::sendToAll(std::shared_ptr<const std::string> body) {
+void CompanionServer::sendToAll(const std::shared_ptr<const std::string>& body) {
   for (const auto& [id, link] : links_) link->send(body);
 }
 

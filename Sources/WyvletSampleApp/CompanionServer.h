@@ -45,7 +45,7 @@ class CompanionServer {
   void accept();
   void adopt(std::unique_ptr<CompanionConnection> connection);
   void forget(std::uint64_t link);
-  void sendToAll(std::shared_ptr<const std::string> body);
+  void sendToAll(const std::shared_ptr<const std::string>& body);
   void syncSoon();
   void watchMarker();
   void beat();

@@ -23,7 +23,7 @@ namespace wyvlet::sample {
 namespace {
 
 constexpr std::size_t kMostClients = 32;
-constexpr std::size_t kMostLineBytes = 1024 * 1024;
+constexpr std::size_t kMostLineBytes = std::size_t{1} << 20;
 
 std::string systemReason(const std::string& what) {
   return what + ": " + std::generic_category().message(errno);

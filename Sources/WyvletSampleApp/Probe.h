@@ -43,7 +43,7 @@ class Probe {
   // What the app captures. Each store keeps the newest `kStoreLimit` items.
   static constexpr std::size_t kStoreLimit = 500;
   /// A response body above this size travels only when it is asked for.
-  static constexpr std::size_t kBodyLimit = 64 * 1024;
+  static constexpr std::size_t kBodyLimit = std::size_t{64} << 10;
 
   void capture(TransferableNetworkRequest request);
   const TransferableNetworkRequest* request(const UUID& id) const;

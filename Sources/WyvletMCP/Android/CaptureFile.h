@@ -25,7 +25,7 @@ ParsedCapture parseCapture(std::string_view text);
 class CaptureFile {
  public:
   /// A larger file counts as missing.
-  static constexpr std::uint64_t kMaxBytes = 256 * 1024 * 1024;
+  static constexpr std::uint64_t kMaxBytes = std::uint64_t{256} << 20;
 
   /// The capture now at `path`. Null when the file is missing, no regular file or no JSON object; one
   /// caught in the middle of a write is read again by the next call. `now` is the time of the call.

@@ -36,7 +36,7 @@ constexpr std::chrono::milliseconds kAttemptPatience{2000};
 
 /// How many bytes may wait behind the frame that is being written: an app that stops reading must not
 /// make the server grow for ever.
-constexpr std::size_t kMaxWaitingBytes = 64 * 1024 * 1024;
+constexpr std::size_t kMaxWaitingBytes = std::size_t{64} << 20;
 
 /// How long an app may be gone from the network before the link is given up. A phone that leaves the Wi-Fi
 /// says nothing, and left alone the system would go on trying for a quarter of an hour.

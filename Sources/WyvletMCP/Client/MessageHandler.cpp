@@ -73,7 +73,7 @@ void deliver(const std::array<AnswerRoute, Count>& routes, std::string_view rawT
 
 std::optional<LenientSyncPayload> MessageHandler::handle(std::string_view body) {
   auto received = decodeEnvelope(body);
-  if (received.registered) return handleMessage(std::move(*received.registered));
+  if (received.registered) return handleMessage(*received.registered);
   if (received.free) {
     handleFreeForm(*received.free);
   } else {
@@ -82,7 +82,7 @@ std::optional<LenientSyncPayload> MessageHandler::handle(std::string_view body) 
   return std::nullopt;
 }
 
-std::optional<LenientSyncPayload> MessageHandler::handleMessage(CompanionMessage message) {
+std::optional<LenientSyncPayload> MessageHandler::handleMessage(const CompanionMessage& message) {
   logLine(kClientTag, receivedLine(message.type));
   const std::string_view payload = message.payload.data;
   switch (message.type) {

@@ -23,7 +23,7 @@ class MessageHandler {
   [[nodiscard]] std::optional<LenientSyncPayload> handle(std::string_view body);
 
  private:
-  std::optional<LenientSyncPayload> handleMessage(CompanionMessage message);
+  std::optional<LenientSyncPayload> handleMessage(const CompanionMessage& message);
   void handleFreeForm(const RawMessage& message);
 
   StateCache& cache_;

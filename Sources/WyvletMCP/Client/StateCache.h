@@ -25,7 +25,7 @@ class StateCache {
   static constexpr std::size_t kMaxStreamed = 500;
   /// How much, measured as it came, events may pile up in each of the lists of requests, log entries
   /// and WebSocket connections between two syncs. No app comes near it unless it means harm.
-  static constexpr std::size_t kMaxStreamedBytes = 256 << 20;
+  static constexpr std::size_t kMaxStreamedBytes = std::size_t{256} << 20;
 
   /// A full sync made ready to take the cache's place at once.
   class Contents;

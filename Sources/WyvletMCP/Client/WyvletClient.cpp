@@ -28,7 +28,7 @@ constexpr double kMaxMarkerWait = 5.0;
 constexpr double kMarkerInterval = 0.2;
 
 /// From how many bytes on a frame leaves so much freed memory behind that it is worth returning.
-constexpr std::size_t kLargeFrame = 1 << 20;
+constexpr std::size_t kLargeFrame = std::size_t{1} << 20;
 
 std::string_view trueOrFalse(bool value) { return value ? "true" : "false"; }
 

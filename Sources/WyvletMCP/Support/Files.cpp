@@ -43,7 +43,7 @@ std::optional<FileStamp> stampOfOpenFile(int fd) {
 
 /// Reads until the end of the file or until `maxBytes` and one more are there.
 bool readToEnd(int fd, std::uint64_t expectedBytes, std::uint64_t maxBytes, std::string& bytes) {
-  constexpr std::uint64_t kStep = 64 * 1024;
+  constexpr std::uint64_t kStep = std::uint64_t{64} << 10;
   std::uint64_t filled = 0;
   for (;;) {
     if (filled == bytes.size()) {

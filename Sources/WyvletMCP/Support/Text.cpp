@@ -253,7 +253,8 @@ std::string shellWord(std::string_view text) {
   constexpr std::string_view kBare =
       "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789._:/@%+=,-";
   // zsh puts the path of the command ls in the place of the word =ls.
-  const bool bare = !text.empty() && text[0] != '=' && text.find_first_not_of(kBare) == std::string_view::npos;
+  const bool bare =
+      !text.empty() && text[0] != '=' && text.find_first_not_of(kBare) == std::string_view::npos;
   if (bare) return std::string(text);
   return "'" + insideSingleQuotes(text) + "'";
 }

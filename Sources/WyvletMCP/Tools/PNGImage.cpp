@@ -11,7 +11,7 @@ namespace {
 
 /// What texts, profiles and the like may take in a picture; none of it is looked at, but it is
 /// unpacked to be checked.
-constexpr std::size_t kMaxSideDataBytes = 64 * 1024 * 1024;
+constexpr std::size_t kMaxSideDataBytes = std::size_t{64} << 20;
 
 struct FreeContext {
   void operator()(spng_ctx* context) const { spng_ctx_free(context); }
@@ -118,7 +118,7 @@ std::optional<PNGImage> PNGImage::shrunkTo(std::uint32_t width, std::uint32_t he
 
   // By strips of columns, so that the sums stay in the cache however wide the picture is.
   constexpr std::uint32_t kStripPixels = 1024;
-  std::array<std::uint64_t, std::size_t{kStripPixels} * 4> sums;
+  std::array<std::uint64_t, std::size_t{kStripPixels} * 4> sums{};
   std::uint8_t* out = target.pixels_.get();
   for (std::uint32_t y = 0; y < height; ++y) {
     for (std::uint32_t left = 0; left < width; left += kStripPixels) {

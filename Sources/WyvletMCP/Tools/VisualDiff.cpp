@@ -17,7 +17,7 @@ namespace wyvlet::VisualDiff {
 namespace {
 
 /// Above what any app can send: a frame ends at 50 MB.
-constexpr std::uint64_t kMaxBaselineBytes = 256 * 1024 * 1024;
+constexpr std::uint64_t kMaxBaselineBytes = std::uint64_t{256} << 20;
 
 /// A difference up to this in every channel is what encoders and text smoothing leave.
 constexpr int kChannelTolerance = 10;

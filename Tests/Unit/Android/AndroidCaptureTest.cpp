@@ -7,8 +7,8 @@
 #include <fstream>
 
 #include "Android/AndroidCapture.h"
-#include "Peers/DeviceStandIn.h"
 #include "Peers/CaptureWriter.h"
+#include "Peers/DeviceStandIn.h"
 #include "Unit/Android/TemporaryHome.h"
 #include "WyvletShared/UUID.h"
 
