@@ -15,6 +15,7 @@ constexpr int kFinger = 44;
 /// The elements as the eye meets them.
 std::vector<const Element*> inReadingOrder(const std::vector<Element>& elements) {
   std::vector<const Element*> order;
+  order.reserve(elements.size());
   for (const Element& element : elements) order.push_back(&element);
   std::stable_sort(order.begin(), order.end(), [](const Element* a, const Element* b) {
     // By the middle: the parts of one row differ in height.
@@ -47,7 +48,7 @@ std::string_view tagOf(ElementKind kind) {
     case ElementKind::Heading: return "h1";
     case ElementKind::Label: return "p";
     case ElementKind::Button: return "button";
-    case ElementKind::TextField: return "input";
+    case ElementKind::TextField:
     case ElementKind::Switch: return "input";
     case ElementKind::Image: return "img";
     case ElementKind::WebView: return "iframe";

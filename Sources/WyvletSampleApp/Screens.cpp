@@ -14,8 +14,9 @@ constexpr int kContentBottom = 770;
 constexpr int kMargin = 20;
 constexpr int kColumn = kScreenWidth - 2 * kMargin;
 
-Element heading(std::string identifier, std::string text, Frame frame) {
-  return {.kind = ElementKind::Heading,
+/// An element that reads as it is named.
+Element plain(ElementKind kind, std::string identifier, const std::string& text, Frame frame) {
+  return {.kind = kind,
           .identifier = std::move(identifier),
           .label = text,
           .text = text,
@@ -24,37 +25,32 @@ Element heading(std::string identifier, std::string text, Frame frame) {
           .argument = {}};
 }
 
-Element label(std::string identifier, std::string text, Frame frame) {
-  return {.kind = ElementKind::Label,
-          .identifier = std::move(identifier),
-          .label = text,
-          .text = text,
-          .value = {},
-          .frame = frame,
-          .argument = {}};
+Element heading(std::string identifier, const std::string& text, Frame frame) {
+  return plain(ElementKind::Heading, std::move(identifier), text, frame);
 }
 
-Element button(std::string identifier, std::string text, Frame frame, Action action,
+Element label(std::string identifier, const std::string& text, Frame frame) {
+  return plain(ElementKind::Label, std::move(identifier), text, frame);
+}
+
+Element button(std::string identifier, const std::string& text, Frame frame, Action action,
                std::string argument = {}) {
-  return {.kind = ElementKind::Button,
-          .identifier = std::move(identifier),
-          .label = text,
-          .text = text,
-          .value = {},
-          .frame = frame,
-          .action = action,
-          .argument = std::move(argument)};
+  Element element = plain(ElementKind::Button, std::move(identifier), text, frame);
+  element.action = action;
+  element.argument = std::move(argument);
+  return element;
 }
 
 /// A button that shows a sign instead of its name.
-Element iconButton(std::string identifier, std::string name, std::string sign, Frame frame, Action action) {
-  Element element = button(std::move(identifier), std::move(sign), frame, action);
+Element iconButton(std::string identifier, std::string name, const std::string& sign, Frame frame,
+                   Action action) {
+  Element element = button(std::move(identifier), sign, frame, action);
   element.label = std::move(name);
   return element;
 }
 
-Element field(const AppState& state, const std::string& identifier, std::string name, std::string value,
-              Frame frame) {
+Element field(const AppState& state, const std::string& identifier, const std::string& name,
+              std::string value, Frame frame) {
   Element element{.kind = ElementKind::TextField,
                   .identifier = identifier,
                   .label = name,

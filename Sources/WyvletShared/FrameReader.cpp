@@ -14,10 +14,10 @@ namespace {
 constexpr std::size_t kHeaderBytes = 4;
 
 /// Room kept between frames: enough for a burst of small events in one read.
-constexpr std::size_t kIdleCapacity = 64 * 1024;
+constexpr std::size_t kIdleCapacity = std::size_t{64} << 10;
 
 /// The most that is reserved for a body of which nothing has arrived yet.
-constexpr std::size_t kFirstReservation = 256 * 1024;
+constexpr std::size_t kFirstReservation = std::size_t{256} << 10;
 
 std::uint32_t readLength(const char* header) {
   std::uint32_t length = 0;
