@@ -4,6 +4,7 @@
 // Usage: StdioBenchmark SERVER ECHO [rounds]
 
 #include <fcntl.h>
+#include <sched.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,49 @@ using Clock = std::chrono::steady_clock;
 double microsecondsSince(Clock::time_point begin) {
   return std::chrono::duration<double, std::micro>(Clock::now() - begin).count();
 }
+
+/// Keeps this program on one processor and what it starts meanwhile on another. Left alone the kernel
+/// sometimes puts both ends of a pipe on one processor, where a round trip takes a third of the time, and
+/// the two sides of a comparison need not meet with the same luck.
+class OnTwoProcessors {
+ public:
+#if defined(__linux__)
+  OnTwoProcessors() {
+    ::sched_getaffinity(0, sizeof all_, &all_);
+    for (int i = 0; i < CPU_SETSIZE && theirs_ < 0; ++i) {
+      if (CPU_ISSET(i, &all_)) (ours_ < 0 ? ours_ : theirs_) = i;
+    }
+  }
+  ~OnTwoProcessors() { ::sched_setaffinity(0, sizeof all_, &all_); }
+
+  /// Runs `start` where its children belong, and goes on on the other processor.
+  template <class Start>
+  auto starting(Start start) const {
+    moveTo(theirs_);
+    auto started = start();
+    moveTo(ours_);
+    return started;
+  }
+
+ private:
+  void moveTo(int processor) const {
+    if (theirs_ < 0) return;  // there is but one
+    cpu_set_t set;
+    CPU_ZERO(&set);
+    CPU_SET(processor, &set);
+    ::sched_setaffinity(0, sizeof set, &set);
+  }
+
+  cpu_set_t all_{};
+  int ours_ = -1;
+  int theirs_ = -1;
+#else
+  template <class Start>
+  auto starting(Start start) const {
+    return start();
+  }
+#endif
+};
 
 /// A program behind two pipes, driven by blocking calls so that nothing of ours is measured with it.
 class Child {
@@ -105,6 +149,10 @@ struct Programs {
   std::string echo;
   std::string folder;
 
+  std::unique_ptr<Child> newServer() const {
+    return std::make_unique<Child>(std::vector<std::string>{server});
+  }
+
   /// A fresh echo program that answers with `answer`.
   std::unique_ptr<Child> echoOf(const std::string& answer) const {
     const auto file = folder + "/answer";
@@ -139,14 +187,15 @@ void measureStart(const Programs& programs, int rounds) {
 
 void measureRoundTrip(const Programs& programs, const std::string& name, const std::string& line,
                       int rounds) {
-  Child server({programs.server});
-  const std::string answer = server.ask(line);
-  const auto echo = programs.echoOf(answer);
+  const OnTwoProcessors processors;
+  const auto server = processors.starting([&] { return programs.newServer(); });
+  const std::string answer = server->ask(line);
+  const auto echo = processors.starting([&] { return programs.echoOf(answer); });
   std::vector<double> ours, theirs;
   constexpr int kBlock = 50;  // in turn, in blocks: a noisy moment hits both
   for (int i = 0; i < rounds; i += kBlock) {
     for (auto* side : {&ours, &theirs}) {
-      Child& child = side == &ours ? server : *echo;
+      Child& child = side == &ours ? *server : *echo;
       child.ask(line);
       for (int k = 0; k < kBlock; ++k) {
         const auto begin = Clock::now();
@@ -208,11 +257,12 @@ class App {
 void measureListing(const Programs& programs, int rounds) {
   App app;
   {
-    Child server({programs.server});
-    server.ask(
+    const OnTwoProcessors processors;
+    const auto server = processors.starting([&] { return programs.newServer(); });
+    server->ask(
         R"({"id":1,"method":"tools/call","params":{"name":"session_set_defaults","arguments":{"connectMode":"usb"}}})"
         "\n");
-    const auto listed = server.ask(kListing);
+    const auto listed = server->ask(kListing);
     if (listed.find("Recent HTTP Requests (20):") == std::string::npos) {
       std::fprintf(stderr, "unexpected listing: %s", listed.c_str());
       std::exit(2);
@@ -220,10 +270,10 @@ void measureListing(const Programs& programs, int rounds) {
     std::vector<double> listing, ping;
     for (int i = 0; i < rounds; ++i) {
       auto begin = Clock::now();
-      server.ask(kListing);
+      server->ask(kListing);
       listing.push_back(microsecondsSince(begin));
       begin = Clock::now();
-      server.ask(kPing);
+      server->ask(kPing);
       ping.push_back(microsecondsSince(begin));
     }
     const double extra = percentile(listing, 0.5) - percentile(ping, 0.5);
