@@ -2,12 +2,16 @@
 #include <simdjson.h>
 
 #include <array>
+#include <boost/json.hpp>
 #include <cstring>
 #include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "Client/AppRequests.h"
+#include "Client/MessageHandler.h"
+#include "Client/StateCache.h"
 #include "WyvletShared/Base64.h"
 #include "WyvletShared/CompanionMessage.h"
 #include "WyvletShared/FrameReader.h"
@@ -264,6 +268,23 @@ void syncFrameReference(benchmark::State& state, const std::string& frame) {
 
 void FullSync(benchmark::State& state) { syncFrame(state, syncFrame()); }
 void FullSyncReference(benchmark::State& state) { syncFrameReference(state, syncFrame()); }
+/// All that the server does with a sync; the former contents are dropped.
+void FullSyncPublished(benchmark::State& state) {
+  const std::string frame = syncFrame();
+  FrameReader reader;
+  StateCache cache;
+  AppRequests requests({.isConnected = [] { return true; }, .send = [](auto, const auto&) {}});
+  MessageHandler handler(cache, requests);
+  for (auto iteration : state) {
+    feed(reader, frame, [&](std::string_view body) {
+      cache.swap(*StateCache::prepare(*handler.handle(body)));
+      benchmark::DoNotOptimize(cache.snapshot().httpRequests.size());
+    });
+  }
+  count(state, frame.size(), 1);
+}
+BENCHMARK(FullSyncPublished)->Unit(benchmark::kMillisecond);
+
 void FullSyncEscapedSlashes(benchmark::State& state) { syncFrame(state, escapedSyncFrame()); }
 void FullSyncEscapedSlashesReference(benchmark::State& state) {
   syncFrameReference(state, escapedSyncFrame());

@@ -3,6 +3,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/post.hpp>
+#include <boost/asio/steady_timer.hpp>
 #include <exception>
 #include <string>
 #include <utility>
@@ -30,6 +31,15 @@ void ClientQueue::post(std::function<void()> work) {
   asio::post(*context_, std::move(work));
   MutexLock lock(mutex_);
   if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+}
+
+void ClientQueue::postAfter(std::chrono::milliseconds wait, std::function<void()> work) {
+  post([this, wait, work = std::move(work)] {
+    const auto timer = std::make_shared<asio::steady_timer>(*context_, wait);
+    timer->async_wait([timer, work](const boost::system::error_code& stopped) {
+      if (!stopped) work();
+    });
+  });
 }
 
 void ClientQueue::run() {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <thread>
@@ -24,6 +25,8 @@ class ClientQueue {
   ClientQueue& operator=(const ClientQueue&) = delete;
 
   void post(std::function<void()> work);
+  /// Adds the work once `wait` is over.
+  void postAfter(std::chrono::milliseconds wait, std::function<void()> work);
 
   /// What sockets and timers of the queue are made with. Their callbacks run once something has
   /// been posted.

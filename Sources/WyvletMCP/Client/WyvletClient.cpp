@@ -27,6 +27,10 @@ namespace {
 constexpr double kMaxMarkerWait = 5.0;
 constexpr double kMarkerInterval = 0.2;
 
+/// How long freed memory is kept for what may follow: to return it and take it anew with each of several
+/// large syncs would double their cost.
+constexpr std::chrono::milliseconds kMemoryPause{1000};
+
 /// From how many bytes on a frame leaves so much freed memory behind that it is worth returning.
 constexpr std::size_t kLargeFrame = std::size_t{1} << 20;
 
@@ -112,7 +116,8 @@ class WyvletClient::Impl final : public AppLink::Observer {
   const Options options_;
   StateCache cache_;
   AppRequests requests_;
-  MessageHandler messages_;  // the client queue's
+  MessageHandler messages_;  // the client queue's, as is the next
+  bool willReturnMemory_ = false;
 
   mutable Mutex mutex_;
   Condition syncArrived_;
@@ -293,9 +298,14 @@ void WyvletClient::Impl::linkIsDown(const AppLink& link) {
 
 void WyvletClient::Impl::frameArrived(const AppLink& link, std::string_view body) {
   auto sync = messages_.handle(body);
-  const bool isSync = sync.has_value();  // which frees what it replaces
-  if (isSync) synced(link, *std::move(sync));
-  if (isSync || body.size() >= kLargeFrame) returnFreedMemory();
+  const bool freesMuch = sync || body.size() >= kLargeFrame;  // a sync frees what it replaces
+  if (sync) synced(link, *std::move(sync));
+  if (freesMuch && !std::exchange(willReturnMemory_, true)) {
+    queue_.postAfter(kMemoryPause, [this] {
+      willReturnMemory_ = false;
+      returnFreedMemory();
+    });
+  }
 }
 
 void WyvletClient::Impl::synced(const AppLink& link, LenientSyncPayload sync) {

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
+#include <memory>
 #include <stdexcept>
 #include <thread>
 #include <vector>
@@ -36,6 +38,32 @@ TEST(ClientQueue, WorkMayAddWork) {
   std::promise<void> done;
   queue.post([&] { queue.post([&] { done.set_value(); }); });
   done.get_future().wait();
+}
+
+TEST(ClientQueue, WorkMayWait) {
+  using Clock = std::chrono::steady_clock;
+  ClientQueue queue;
+  std::promise<Clock::time_point> done;
+  bool isFirst = true;
+  const auto begin = Clock::now();
+  queue.postAfter(std::chrono::milliseconds(50), [&] {
+    EXPECT_FALSE(isFirst);
+    done.set_value(Clock::now());
+  });
+  queue.post([&] { isFirst = false; });
+  EXPECT_GE(done.get_future().get() - begin, std::chrono::milliseconds(50));
+}
+
+TEST(ClientQueue, EndsWhileWorkWaits) {
+  auto witness = std::make_shared<int>();
+  {
+    ClientQueue queue;
+    std::promise<void> posted;
+    queue.postAfter(std::chrono::hours(1), [witness] { FAIL(); });
+    queue.post([&] { posted.set_value(); });
+    posted.get_future().wait();
+  }
+  EXPECT_EQ(witness.use_count(), 1) << "what waited is gone";
 }
 
 TEST(ClientQueue, GoesOnAfterAnException) {
