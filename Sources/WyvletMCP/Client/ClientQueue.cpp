@@ -22,6 +22,7 @@ ClientQueue::~ClientQueue() {
   std::thread thread;
   {
     MutexLock lock(mutex_);
+    isEnding_ = true;
     thread = std::move(thread_);
   }
   if (thread.joinable()) thread.join();
@@ -30,7 +31,7 @@ ClientQueue::~ClientQueue() {
 void ClientQueue::post(std::function<void()> work) {
   asio::post(*context_, std::move(work));
   MutexLock lock(mutex_);
-  if (!thread_.joinable()) thread_ = std::thread([this] { run(); });
+  if (!isEnding_ && !thread_.joinable()) thread_ = std::thread([this] { run(); });
 }
 
 void ClientQueue::postAfter(std::chrono::milliseconds wait, std::function<void()> work) {

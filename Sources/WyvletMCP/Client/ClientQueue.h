@@ -38,6 +38,7 @@ class ClientQueue {
   std::unique_ptr<boost::asio::io_context> context_;
   Mutex mutex_;
   std::thread thread_ GUARDED_BY(mutex_);
+  bool isEnding_ GUARDED_BY(mutex_) = false;  // the last piece of work may still add some
 };
 
 }  // namespace wyvlet

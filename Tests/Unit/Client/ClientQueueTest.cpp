@@ -66,6 +66,18 @@ TEST(ClientQueue, EndsWhileWorkWaits) {
   EXPECT_EQ(witness.use_count(), 1) << "what waited is gone";
 }
 
+TEST(ClientQueue, WorkMayAddWorkWhileTheQueueEnds) {
+  auto queue = std::make_unique<ClientQueue>();
+  std::promise<void> started;
+  queue->post([&started, &queue = *queue] {
+    started.set_value();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(50);
+    while (std::chrono::steady_clock::now() < end) queue.post([] {});
+  });
+  started.get_future().wait();
+  queue.reset();
+}
+
 TEST(ClientQueue, GoesOnAfterAnException) {
   test::LogCapture log;
   ClientQueue queue;
