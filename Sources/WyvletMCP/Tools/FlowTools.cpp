@@ -9,24 +9,16 @@
 
 #include "Support/Text.h"
 #include "Tools/CacheQueries.h"
+#include "WyvletShared/JSONWriter.h"
 
 namespace wyvlet {
 namespace {
 
 /// The text in double quotes. What would end it early or break the step's line is escaped.
 std::string quoted(std::string_view text) {
-  std::string out = "\"";
-  for (const char c : text) {
-    switch (c) {
-      case '"': out += "\\\""; break;
-      case '\\': out += "\\\\"; break;
-      case '\n': out += "\\n"; break;
-      case '\r': out += "\\r"; break;
-      case '\t': out += "\\t"; break;
-      default: out += c;
-    }
-  }
-  return out += '"';
+  std::string json;
+  appendJSON(json, text);
+  return json;
 }
 
 /// ["key": "value", "other": "value"] in the order of the keys, or [:] for none.
