@@ -268,7 +268,9 @@ void syncFrameReference(benchmark::State& state, const std::string& frame) {
 
 void FullSync(benchmark::State& state) { syncFrame(state, syncFrame()); }
 void FullSyncReference(benchmark::State& state) { syncFrameReference(state, syncFrame()); }
-/// All that the server does with a sync; the former contents are dropped.
+
+/// What the server does with a sync until it is published and the former contents are dropped; freed memory
+/// goes back to the system a second later.
 void FullSyncPublished(benchmark::State& state) {
   const std::string frame = syncFrame();
   FrameReader reader;
